@@ -1,0 +1,78 @@
+#include "helpers/zolv-helpers-luks-key.h"
+
+#include "helpers/zolv-helpers-store.h"
+#include "tvl-log.h"
+#include "zolv-text.h"
+
+#include <cstring>
+#include <fcntl.h>
+
+using zolv::fit_text;
+using zolv::luks_directory;
+
+namespace {
+
+constexpr gsize max_key_length = gsize{64} << 10U;
+constexpr int key_mode = 0640; /* of the directory, too */
+
+/* A header may hold any text as its UUID, or none. */
+bool
+is_file_name(const gchar *uuid)
+{
+    return uuid != nullptr && g_uuid_string_is_valid(uuid);
+}
+
+bool
+save_key(const char *path, const gchar *key, GError **error)
+{
+    const auto flags = static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
+                                                          G_FILE_SET_CONTENTS_ONLY_EXISTING);
+
+    return g_file_set_contents_full(path, key, static_cast<gssize>(strlen(key)), flags, key_mode,
+                                    error) &&
+           zolv::sync_new_file(path, error);
+}
+
+} // namespace
+
+gboolean
+zolv_helper_luks_get_key(const gchar *uuid, gchar **key)
+{
+    g_autofree char *path = g_build_filename(luks_directory, uuid, nullptr);
+    g_autoptr(GError) error = nullptr;
+    zolv::CharPtr content;
+    gsize length = 0;
+
+    if (is_file_name(uuid))
+        content = zolv::read_regular_file(path, O_NOFOLLOW, max_key_length, &length, &error);
+    if (content != nullptr) {
+        *key = content.release();
+        return TRUE;
+    }
+    if (error == nullptr || g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT))
+        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] luks file not exist: %s", fit_text(path).c_str());
+    else
+        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to read luks file: '%s': %s",
+                 fit_text(path).c_str(), error->message);
+    return FALSE;
+}
+
+void
+zolv_helper_luks_set_key(const gchar *uuid, const gchar *key)
+{
+    g_autofree char *path = g_build_filename(luks_directory, uuid, nullptr);
+    g_autoptr(GError) error = nullptr;
+
+    if (!is_file_name(uuid)) {
+        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to write luks file: '%s' is not a UUID",
+                 fit_text(uuid).c_str());
+        return;
+    }
+    if (g_mkdir_with_parents(luks_directory, key_mode) != 0) {
+        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to mkdir: %s", luks_directory);
+        return;
+    }
+    if (!save_key(path, key, &error))
+        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to write luks file: %s",
+                 fit_text(error->message).c_str());
+}

@@ -1,0 +1,25 @@
+#include "helpers/zolv-helpers-modprobe.h"
+
+#include "tvl-log-internal.h"
+#include "zolv-assert.h"
+#include "zolv-sigchld.h"
+#include "zolv-text.h"
+
+#include <cstdlib>
+
+void
+zolv_helper_modprobe(const gchar *module)
+{
+    char command[256];
+
+    if (zolv::log_enabled(TVL_LOG_DEBUG))
+        _tvl_log(TVL_LOG_DEBUG, "Load kernel module '%s'", zolv::fit_text(module).c_str());
+
+    const auto length =
+        static_cast<gsize>(g_snprintf(command, sizeof command, "/sbin/modprobe %s", module));
+    ZOLV_ASSERT(length < sizeof(command));
+
+    const zolv::WaitableChildren waitable;
+    /* NOLINTNEXTLINE(concurrency-mt-unsafe): glibc's is thread safe */
+    [[maybe_unused]] const int status = system(command);
+}

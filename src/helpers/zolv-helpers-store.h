@@ -1,0 +1,23 @@
+#pragma once
+
+#include "zolv-raii.h"
+
+namespace zolv {
+
+inline constexpr char settings_directory[] = "/etc/tarvel/TarvelPerimond";
+inline constexpr char settings_file[] = "/etc/tarvel/TarvelPerimond/peripheral-settings.conf";
+inline constexpr char luks_directory[] = "/etc/tarvel/TarvelPerimond/luks";
+
+/* Reads the whole of a regular file, with a terminator behind it; @open_flags are further flags of
+ * open(). The error is a GFileError with the system's text; what was read until then is wiped. */
+CharPtr read_regular_file(const char *path, int open_flags, gsize max_length, gsize *length,
+                          GError **error);
+
+/* Brings a new file and its name to the disk; GLib syncs only what replaces an older content. */
+bool sync_new_file(const char *path, GError **error);
+
+/* Removes the temporary files that saves of settings and keys leave behind when they are killed.
+ * For the start of the daemon: no save may be under way. */
+void sweep_leftovers();
+
+} // namespace zolv
