@@ -98,8 +98,7 @@ line_buffer()
 }
 
 /* g_string_append_vprintf() allocates a copy each time; this formats into the spare capacity. */
-void G_GNUC_PRINTF(2, 0)
-append_formatted(GString *text, const char *format, va_list arguments)
+void G_GNUC_PRINTF(2, 0) append_formatted(GString *text, const char *format, va_list arguments)
 {
     va_list again;
     const gsize start = text->len;
@@ -168,7 +167,9 @@ tvl_log_setup(const char *path)
     /* A handler that is set for the NULL domain hears that domain alone; the default handler hears
      * every domain that has no handler of its own. */
     g_log_set_default_handler(glib_log_handler, nullptr);
-    g_log_set_writer_func(glib_log_writer, nullptr, nullptr);
+    /* GLib takes one writer in the life of a process; this one asks for the sink each time. */
+    static std::once_flag writer_set;
+    std::call_once(writer_set, [] { g_log_set_writer_func(glib_log_writer, nullptr, nullptr); });
     return 0;
 }
 

@@ -14,7 +14,10 @@ struct CoreErrorRow {
 
 #define PREFIX "com.tarvel.Perimond.Error.Core."
 #define ROW(code, nick, bus_word)                                                                  \
-    CoreErrorRow { code, #code, nick, PREFIX bus_word }
+    CoreErrorRow                                                                                   \
+    {                                                                                              \
+        code, #code, nick, PREFIX bus_word                                                         \
+    }
 
 /* The enumeration type and the bus error names are both made from these rows, so they agree. */
 constexpr std::array rows = {

@@ -1,0 +1,65 @@
+/*
+ * Model plugin of the simulated board, and the example of how one is written: tables of what the
+ * board carries, and the three entry points that the daemon calls.
+ */
+#include <tarvelperimond.h>
+
+/* LEDs that a kernel driver shows below /sys/class/leds. */
+static const struct {
+    const char *name;  /* on the bus: LED/READY */
+    const char *label; /* folder below /sys/class/leds */
+    const char *alias; /* for people */
+} class_leds[] = {
+    {"READY", "sim:green:ready", "Ready"},
+    {"FAULT", "sim:red:fault", "Fault"},
+};
+
+/* LEDs on plain GPIO lines. */
+static const struct {
+    const char *name;
+    int pin; /* sysfs number of the line */
+    gboolean active_low;
+    const char *alias;
+} gpio_leds[] = {
+    {"USR1", 4, FALSE, "User 1"},
+    {"USR2", 5, TRUE, "User 2"},
+};
+
+static void
+create_leds(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(class_leds); i++) {
+        ZolvLED *led = ZOLV_LED(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_LED, class_leds[i].name));
+
+        zolv_led_define_alias(led, class_leds[i].alias);
+        zolv_led_define_label(led, class_leds[i].label); /* exports the object */
+    }
+    for (gsize i = 0; i < G_N_ELEMENTS(gpio_leds); i++) {
+        ZolvLED *led = ZOLV_LED(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_LED_GPIO, gpio_leds[i].name));
+
+        zolv_led_define_alias(led, gpio_leds[i].alias);
+        zolv_led_gpio_define_gpio(ZOLV_LED_GPIO(led), gpio_leds[i].pin, gpio_leds[i].active_low);
+    }
+}
+
+void
+platform_init(ZolvBaseManager *manager)
+{
+    create_leds(manager);
+}
+
+void
+platform_shutdown(ZolvBaseManager *manager)
+{
+    (void)manager;
+}
+
+void
+uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    (void)manager;
+    _tvl_log(TVL_LOG_INFO, "[Board] %s %s '%s'", action, g_udev_device_get_subsystem(device),
+             g_udev_device_get_name(device));
+}

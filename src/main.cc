@@ -1,0 +1,100 @@
+#include "tvl-log.h"
+#include "zolv-assert.h"
+#include "zolv-base-manager.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <glib-unix.h>
+#include <utility>
+
+#define BUS_NAME "com.tarvel.Perimond"
+
+static GMainLoop *loop;
+static ZolvBaseManager *manager;
+
+static void
+bus_acquired_cb(GDBusConnection *connection, const gchar *, gpointer)
+{
+    g_autoptr(GError) error = nullptr;
+
+    _tvl_log(TVL_LOG_INFO, "[Manager] Acquired system bus");
+    ZOLV_ASSERT(!manager);
+    manager = zolv_base_manager_new(connection, &error);
+    if (manager == nullptr) {
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to create manager: %s", error->message);
+        g_main_loop_quit(loop);
+    }
+}
+
+static void
+name_acquired_cb(GDBusConnection *, const gchar *name, gpointer)
+{
+    _tvl_log(TVL_LOG_INFO, "[Manager] Acquired service name '%s'", name);
+    ZOLV_ASSERT(manager);
+    zolv_base_manager_start(manager);
+}
+
+static void
+name_lost_cb(GDBusConnection *connection, const gchar *name, gpointer)
+{
+    if (connection == nullptr)
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to get the system bus. Make sure the message bus "
+                                "daemon is running!");
+    else
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to acquire the '%s' service name", name);
+    g_main_loop_quit(loop);
+}
+
+static gboolean
+quit_cb(gpointer)
+{
+    g_main_loop_quit(loop);
+    return G_SOURCE_REMOVE;
+}
+
+/* Fires once for each signal; a second one then ends the process by default. */
+static gboolean
+termination_cb(gpointer)
+{
+    _tvl_log(TVL_LOG_INFO, "[Manager] Caught signal, Start to shutdown process");
+    if (loop == nullptr)
+        exit(EXIT_SUCCESS);
+    /* Not from within a running handler. */
+    g_idle_add(quit_cb, nullptr);
+    return G_SOURCE_REMOVE;
+}
+
+int
+main()
+{
+    if (tvl_log_setup(nullptr) < 0) {
+        g_warning("Failed to set up log system");
+        return EXIT_FAILURE;
+    }
+    const char *level = g_getenv("LOG_LEVEL");
+    tvl_log_set_level(level != nullptr ? level : "INFO");
+
+    g_unix_signal_add(SIGTERM, termination_cb, nullptr);
+    g_unix_signal_add(SIGINT, termination_cb, nullptr);
+    /* The kernel reaps the children, so that none becomes a zombie. */
+    signal(SIGCHLD, SIG_IGN);
+
+    _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond process started");
+    const guint owner_id =
+        g_bus_own_name(G_BUS_TYPE_SYSTEM, BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE, bus_acquired_cb,
+                       name_acquired_cb, name_lost_cb, nullptr, nullptr);
+    loop = g_main_loop_new(nullptr, FALSE);
+    g_main_loop_run(loop);
+
+    ZolvBaseManager *last_manager = std::exchange(manager, nullptr);
+    GMainLoop *last_loop = std::exchange(loop, nullptr);
+    if (last_manager != nullptr) {
+        zolv_base_manager_shutdown(last_manager);
+        g_object_unref(last_manager);
+    }
+    g_main_loop_unref(last_loop);
+    g_bus_unown_name(owner_id);
+    _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond process shut down");
+    tvl_log_shutdown();
+    exit(EXIT_SUCCESS);
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+/* Everything that a model plugin needs. */
+
+#include "tvl-log.h"
+#include "zolv-base-manager.h"
+#include "zolv-error.h"
+#include "zolv-obj.h"
+#include "zolv-plugin.h"
+
+#include "helpers/zolv-helpers-common.h"
+#include "helpers/zolv-helpers-config.h"
+#include "helpers/zolv-helpers-luks-key.h"
+#include "helpers/zolv-helpers-modprobe.h"
+#include "helpers/zolv-helpers-sysfs-gpio.h"
+#include "helpers/zolv-helpers-sysfs-i2c.h"
+#include "helpers/zolv-helpers-sysfs-led.h"
+#include "helpers/zolv-helpers-sysfs-pwm.h"
+#include "helpers/zolv-helpers-ubootenv.h"
+
+#include "peripherals/led/zolv-led-gpio.h"
+#include "peripherals/led/zolv-led.h"

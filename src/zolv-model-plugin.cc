@@ -1,0 +1,59 @@
+#include "zolv-model-plugin.h"
+
+#include "tvl-log.h"
+#include "zolv-error.h"
+#include "zolv-raii.h"
+
+#include <utility>
+
+#define PLUGIN_PATH_FORMAT "/usr/lib/aarch64-linux-gnu/tarvelperimond/%s"
+
+namespace {
+
+template <typename Function>
+bool
+find_symbol(GModule *module, const char *name, Function &function, GError **error)
+{
+    gpointer symbol = nullptr;
+
+    if (!g_module_symbol(module, name, &symbol) || symbol == nullptr) {
+        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED,
+                    "failed to load '%s' function from plugin", name);
+        return false;
+    }
+    function = reinterpret_cast<Function>(symbol);
+    return true;
+}
+
+} // namespace
+
+bool
+zolv::ModelPlugin::open(const char *file_name, GError **error)
+{
+    const CharPtr path(g_strdup_printf(PLUGIN_PATH_FORMAT, file_name));
+
+    module_ = g_module_open(path.get(), G_MODULE_BIND_LAZY);
+    if (module_ == nullptr) {
+        /* The error names the file alone; an integrator needs the loader's reason. */
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Plugin not loaded: %s", g_module_error());
+        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "failed to load plugin '%s'",
+                    file_name);
+        return false;
+    }
+    return true;
+}
+
+bool
+zolv::ModelPlugin::resolve(GError **error)
+{
+    return find_symbol(module_, "platform_init", platform_init, error) &&
+           find_symbol(module_, "platform_shutdown", platform_shutdown, error) &&
+           find_symbol(module_, "uevent_handler", uevent_handler, error);
+}
+
+void
+zolv::ModelPlugin::close()
+{
+    if (module_ != nullptr)
+        g_module_close(std::exchange(module_, nullptr));
+}

@@ -1,0 +1,106 @@
+#include "zolv-property-cache.h"
+
+#include "zolv-raii.h"
+
+#include <map>
+#include <mutex>
+
+namespace {
+
+using GetProperties = GVariant *(*)(GDBusInterfaceSkeleton *skeleton);
+using VariantPtr = std::unique_ptr<GVariant, zolv::Free<g_variant_unref>>;
+
+/* A property may be set by a worker thread while the main loop reads. */
+struct Cache {
+    std::mutex mutex;
+    VariantPtr properties;
+    guint64 changes = 0;
+};
+
+/* What the generated classes do themselves. Only the main loop exports objects. */
+std::map<GDBusInterfaceSkeletonClass *, GetProperties> &
+generated_functions()
+{
+    static auto *functions = new std::map<GDBusInterfaceSkeletonClass *, GetProperties>;
+
+    return *functions;
+}
+
+GQuark
+cache_quark()
+{
+    static const GQuark quark = g_quark_from_static_string("zolv-property-cache");
+
+    return quark;
+}
+
+Cache *
+cache_of(gpointer skeleton)
+{
+    return static_cast<Cache *>(g_object_get_qdata(G_OBJECT(skeleton), cache_quark()));
+}
+
+void
+free_cache(gpointer cache)
+{
+    delete static_cast<Cache *>(cache);
+}
+
+void
+forget(GObject *skeleton, GParamSpec *, gpointer)
+{
+    Cache *cache = cache_of(skeleton);
+    const std::lock_guard lock(cache->mutex);
+
+    cache->changes++;
+    cache->properties.reset();
+}
+
+GVariant *
+get_cached_properties(GDBusInterfaceSkeleton *skeleton)
+{
+    Cache *cache = cache_of(skeleton);
+    const GetProperties generated =
+        generated_functions().at(G_DBUS_INTERFACE_SKELETON_GET_CLASS(skeleton));
+
+    if (cache == nullptr)
+        return generated(skeleton);
+
+    std::unique_lock lock(cache->mutex);
+    if (cache->properties != nullptr)
+        return g_variant_ref(cache->properties.get());
+    const guint64 changes = cache->changes;
+    /* Not under the lock: the generated function takes the lock that a setter holds. */
+    lock.unlock();
+    VariantPtr fresh(g_variant_ref_sink(generated(skeleton)));
+    g_variant_get_data(fresh.get()); /* serialises it in place */
+    lock.lock();
+    if (changes == cache->changes)
+        cache->properties.reset(g_variant_ref(fresh.get()));
+    return fresh.release();
+}
+
+void
+cache_skeleton(GDBusInterfaceSkeleton *skeleton)
+{
+    GDBusInterfaceSkeletonClass *klass = G_DBUS_INTERFACE_SKELETON_GET_CLASS(skeleton);
+
+    if (cache_of(skeleton) != nullptr)
+        return;
+    if (generated_functions().emplace(klass, klass->get_properties).second)
+        klass->get_properties = get_cached_properties;
+    g_object_set_qdata_full(G_OBJECT(skeleton), cache_quark(), new Cache, free_cache);
+    g_signal_connect(skeleton, "notify", G_CALLBACK(forget), nullptr);
+}
+
+} // namespace
+
+void
+zolv::cache_properties(GDBusObjectSkeleton *object)
+{
+    GList *interfaces = g_dbus_object_get_interfaces(G_DBUS_OBJECT(object));
+
+    for (GList *link = interfaces; link != nullptr; link = link->next)
+        cache_skeleton(G_DBUS_INTERFACE_SKELETON(link->data));
+    g_list_free_full(interfaces, g_object_unref);
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <glib.h>
+#include <mutex>
+
+namespace zolv {
+
+/*
+ * One thread that works for an object. It is told to stop by a flag and woken from its wait at
+ * once, so nobody waits out an interval. start() and stop() belong to the main loop; the destructor
+ * stops. GLib's thread functions give the thread its name; what the threads share is guarded by the
+ * standard library's primitives, which ThreadSanitizer understands.
+ */
+class Worker {
+  public:
+    /* Ends the thread's own kind of wait, such as one for file descriptors. */
+    using Wake = std::function<void()>;
+    using Body = std::function<void(Worker &)>;
+
+    Worker() = default;
+    Worker(const Worker &) = delete;
+    Worker &operator=(const Worker &) = delete;
+    ~Worker() { stop(); }
+
+    /* Does nothing when the thread runs. The kernel keeps the first 15 bytes of @name. */
+    void start(const char *name, Body body, Wake wake = {});
+    /* Raises the flag and ends the waits, without waiting for the thread. */
+    void request_stop();
+    /* Stops the thread and waits for it; it may be started again. */
+    void stop();
+    /* Whether the thread was started and not stopped since; its body may have ended. */
+    bool started() const { return thread_ != nullptr; }
+
+    /* For the body: whether to go on. */
+    bool running() const { return running_.load(std::memory_order_acquire); }
+    /* For the body: waits, and tells whether to go on. */
+    bool sleep_for(std::chrono::microseconds duration);
+
+    /* Tells all threads of the process to stop, so that they end side by side. */
+    static void request_stop_all();
+
+  private:
+    static gpointer run(gpointer data);
+
+    GThread *thread_ = nullptr;
+    Body body_;
+    Wake wake_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::atomic<bool> running_ = false;
+};
+
+} // namespace zolv

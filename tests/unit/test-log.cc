@@ -1,0 +1,191 @@
+#include "capture.h"
+#include "tvl-log-internal.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+/* Lines go to standard output, as under the service manager. */
+class Log : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        g_setenv("INVOCATION_ID", "0123", TRUE);
+        ASSERT_EQ(tvl_log_setup(nullptr), 0);
+        tvl_log_set_level("INFO");
+    }
+    void TearDown() override { g_unsetenv("INVOCATION_ID"); }
+};
+
+TEST_F(Log, WritesTheTagOfEachLevelInSevenCharactersAndABlank)
+{
+    tvl_log_set_level("DEBUG");
+    Capture out(STDOUT_FILENO);
+    _tvl_log(TVL_LOG_DEBUG, "[Manager] %s", "a");
+    _tvl_log(TVL_LOG_INFO, "[Manager] %s", "b");
+    _tvl_log(TVL_LOG_WARN, "[Manager] %s", "c");
+    _tvl_log(TVL_LOG_ERROR, "[Manager] %s", "d");
+    EXPECT_EQ(out.text(), "<debug> [Manager] a\n"
+                          "<info>  [Manager] b\n"
+                          "<warn>  [Manager] c\n"
+                          "<error> [Manager] d\n");
+}
+
+TEST_F(Log, DropsWhatIsBelowTheThreshold)
+{
+    const std::vector<std::pair<const char *, std::string>> cases = {
+        {"DEBUG", "<debug> 1\n<info>  2\n<warn>  3\n<error> 4\n"},
+        {"INFO", "<info>  2\n<warn>  3\n<error> 4\n"},
+        {"WARN", "<warn>  3\n<error> 4\n"},
+        {"ERR", "<error> 4\n"},
+    };
+
+    for (const auto &[name, expected] : cases) {
+        EXPECT_EQ(tvl_log_set_level(name), 0);
+        Capture out(STDOUT_FILENO);
+        for (int level = TVL_LOG_DEBUG; level <= TVL_LOG_ERROR; level++)
+            _tvl_log(level, "%d", level);
+        EXPECT_EQ(out.text(), expected) << name;
+    }
+}
+
+TEST_F(Log, TakesLevelNamesInAnyLetterCase)
+{
+    EXPECT_EQ(tvl_log_set_level("warn"), 0);
+    EXPECT_FALSE(zolv::log_enabled(TVL_LOG_INFO));
+    EXPECT_TRUE(zolv::log_enabled(TVL_LOG_WARN));
+}
+
+TEST_F(Log, KeepsTheThresholdAtAnUnknownLevelName)
+{
+    tvl_log_set_level("WARN");
+    for (const char *name : {"ERROR", "verbose", "", "INFO "}) {
+        EXPECT_EQ(tvl_log_set_level(name), -1) << name;
+        EXPECT_FALSE(zolv::log_enabled(TVL_LOG_INFO)) << name;
+        EXPECT_TRUE(zolv::log_enabled(TVL_LOG_WARN)) << name;
+    }
+}
+
+TEST_F(Log, KeepsANewlineOfTheMessage)
+{
+    Capture out(STDOUT_FILENO);
+    _tvl_log(TVL_LOG_INFO, "[Manager] SoC '%s'\n", "Other");
+    EXPECT_EQ(out.text(), "<info>  [Manager] SoC 'Other'\n\n");
+}
+
+TEST_F(Log, WritesLinesLongerThanTheBufferWhole)
+{
+    const std::string text(5000, 'x');
+
+    for (int i = 0; i < 2; i++) {
+        Capture out(STDOUT_FILENO);
+        _tvl_log(TVL_LOG_INFO, "%s.", text.c_str());
+        EXPECT_EQ(out.text(), "<info>  " + text + ".\n");
+    }
+}
+
+TEST_F(Log, DiesOfALevelAboveError)
+{
+    EXPECT_DEATH(_tvl_log(5, "x"), "log_level_description");
+}
+
+TEST_F(Log, DropsALevelBelowDebugBeforeItIsLookedAt)
+{
+    Capture out(STDOUT_FILENO);
+    _tvl_log(0, "x");
+    EXPECT_EQ(out.text(), "");
+}
+
+TEST_F(Log, PassesOnGLibMessagesOfEveryDomainAsTheyStand)
+{
+    tvl_log_set_level("ERR");
+    Capture out(STDOUT_FILENO);
+    g_log(nullptr, G_LOG_LEVEL_WARNING, "no domain");
+    g_log("GLib-GIO", G_LOG_LEVEL_WARNING, "of a library\n");
+    g_log("Other", G_LOG_LEVEL_DEBUG, "debug");
+    g_log_structured("Third", G_LOG_LEVEL_MESSAGE, "MESSAGE", "structured %d", 3);
+    EXPECT_EQ(out.text(), "no domain"
+                          "of a library\n"
+                          "debug"
+                          "structured 3");
+}
+
+TEST_F(Log, SyslogAndStandardErrorReceiveTheSameText)
+{
+    g_unsetenv("INVOCATION_ID");
+    ASSERT_EQ(tvl_log_setup(nullptr), 0);
+    Capture out(STDOUT_FILENO);
+    Capture err(STDERR_FILENO);
+    _tvl_log(TVL_LOG_WARN, "[Manager] to syslog");
+    const std::string echoed = err.text();
+    EXPECT_EQ(out.text(), "");
+    const std::string line = "]: <warn>  [Manager] to syslog\n";
+    ASSERT_GE(echoed.size(), line.size());
+    EXPECT_EQ(echoed.substr(echoed.size() - line.size()), line);
+    tvl_log_shutdown();
+}
+
+TEST_F(Log, ThreadsNeverMixTheirLines)
+{
+    constexpr int threads = 8;
+    constexpr int lines = 500;
+    Capture out(STDOUT_FILENO);
+    std::vector<std::thread> writers;
+
+    for (int t = 0; t < threads; t++)
+        writers.emplace_back([t] {
+            const std::string text(static_cast<std::size_t>(20 + 90 * t),
+                                   static_cast<char>('a' + t));
+            for (int i = 0; i < lines; i++)
+                _tvl_log(TVL_LOG_INFO, "%s", text.c_str());
+        });
+    for (std::thread &writer : writers)
+        writer.join();
+
+    std::istringstream stream(out.text());
+    int count = 0;
+    for (std::string line; std::getline(stream, line); count++) {
+        ASSERT_GT(line.size(), 8U);
+        const int t = line[8] - 'a';
+        ASSERT_EQ(line, "<info>  " + std::string(static_cast<std::size_t>(20 + 90 * t), line[8]));
+    }
+    EXPECT_EQ(count, threads * lines);
+}
+
+TEST(LogFile, IsAppendedToAndCreatedWithItsMode)
+{
+    g_autofree char *folder = g_dir_make_tmp("log-XXXXXX", nullptr);
+    const std::string path = std::string(folder) + "/log";
+    const mode_t old_mask = umask(0);
+
+    for (int i = 0; i < 2; i++) {
+        ASSERT_EQ(tvl_log_setup(path.c_str()), 0);
+        tvl_log_set_level("INFO");
+        _tvl_log(TVL_LOG_INFO, "line %d", i);
+        tvl_log_shutdown();
+    }
+    umask(old_mask);
+    g_autofree char *content = nullptr;
+    ASSERT_TRUE(g_file_get_contents(path.c_str(), &content, nullptr, nullptr));
+    EXPECT_STREQ(content, "<info>  line 0\n<info>  line 1\n");
+    struct stat status = {};
+    stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777, 0660U);
+    unlink(path.c_str());
+    rmdir(folder);
+}
+
+TEST(LogFile, ThatCannotBeOpenedIsRefused)
+{
+    EXPECT_EQ(tvl_log_setup("/proc/no/such/folder/log"), -1);
+}
+
+} // namespace
