@@ -1,7 +1,7 @@
 #!/bin/sh
 # Usage: stage.sh BUILD-FOLDER DESTDIR STAMP
-# Installs what the build folder has built into DESTDIR. Runs within a build, so it builds nothing.
+# Installs the headers into DESTDIR. Runs within a build, so it builds nothing.
 set -eu
 rm -rf "$2"
-meson install -C "$1" --no-rebuild --quiet --destdir "$2" >/dev/null
+meson install -C "$1" --no-rebuild --quiet --tags devel --destdir "$2" >/dev/null
 touch "$3"
