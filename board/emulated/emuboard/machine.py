@@ -1,0 +1,355 @@
+"""A board: starting it, talking to it, acting on its lines and connectors, keeping its state."""
+
+import json
+import os
+import pathlib
+import select
+import shlex
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import termios
+import time
+import tty
+
+from .common import HERE, BoardError, digest, say
+from .lines import Lines, Monitor, connect
+
+# pauth-impdef: the architecture's own pointer authentication costs the emulation half its speed
+MACHINE = ["-M", "virt", "-cpu", "max,pauth-impdef=on", "-smp", "2", "-m", "512"]
+KERNEL_COMMAND_LINE = "console=ttyAMA0 quiet audit=0 panic=-1 cryptomgr.notests net.ifnames=0"
+
+# The lines of the buttons, low while pressed
+BUTTONS = {"reset": 8, "user": 9}
+
+# What can be plugged in: the QEMU device for each subsystem, and what stands behind it
+PLUGGED = {
+    "usb": {"driver": "usb-mouse"},
+    "input": {"driver": "usb-kbd"},
+    "tty": {"driver": "usb-serial", "always-plugged": True},
+    "net": {"driver": "usb-net"},
+    "block": {"driver": "usb-storage", "removable": True},
+}
+
+
+class Result:
+    """What a command on the board has given."""
+
+    def __init__(self, status, out, err):
+        self.status, self.out, self.err = status, out, err
+
+
+class Board:
+    def __init__(self, folder, name="board"):
+        self.folder = folder
+        self.top = folder.board(name)
+        self._monitor = self._lines = None
+
+    # Life
+
+    def start(self, computer="imx8mp", cold=False, bare=False, disk=None):
+        """Starts the board from the snapshot of an equal board that has booted before, or boots it
+        and makes that snapshot. @bare leaves the daemon out; @disk is the image of a second disk,
+        whose content is no part of the snapshot. Returns whether it booted."""
+        self.end()
+        shutil.rmtree(self.top, ignore_errors=True)
+        (self.top / "media").mkdir(parents=True)
+        setup = {"computer": computer, "bare": bare, "disk": disk and str(disk)}
+        (self.top / "setup.json").write_text(json.dumps(setup))
+        snapshot = self.folder.snapshots / self._key(setup)
+        booted = cold or not snapshot.exists()
+        self._launch(setup, None if booted else snapshot)
+        if booted:
+            self.wait_settled()
+            if not cold:
+                self._save(snapshot)
+        return booted
+
+    def snapshot(self, name):
+        self._save(self._named(name))
+
+    def restore(self, name):
+        """Goes back to a snapshot of this board. What is plugged in must be as it was then."""
+        if not self._named(name).exists():
+            raise BoardError(f"there is no snapshot {name}")
+        self.end()
+        self._launch(json.loads((self.top / "setup.json").read_text()), self._named(name))
+
+    def stop(self):
+        """Shuts the board down in order and waits for its end."""
+        pid = self.pid()
+        if not pid:
+            return
+        try:
+            self.call("systemctl poweroff --no-block")
+        except BoardError:
+            pass  # it may be gone before it has answered
+        self._wait_end(pid, 60)
+
+    def cut(self):
+        """Cuts the power: nothing in the board gets to know."""
+        pid = self.pid()
+        if pid:
+            os.kill(pid, signal.SIGKILL)
+            self._wait_end(pid, 10)
+
+    end = cut
+
+    def pid(self):
+        """The process that emulates this board, or None."""
+        try:
+            pid = int((self.top / "pid").read_text())
+            command = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes()
+        except (OSError, ValueError):
+            return None
+        return pid if b"qemu-system-aarch64" in command else None
+
+    def _wait_end(self, pid, timeout):
+        for line in self._monitor, self._lines:
+            if line:
+                line.connection.close()
+        self._monitor = self._lines = None
+        deadline = time.monotonic() + timeout
+        while self.pid() == pid:
+            if time.monotonic() > deadline:
+                raise BoardError(f"the board (process {pid}) does not end")
+            time.sleep(0.02)
+
+    def _launch(self, setup, snapshot):
+        image = self.folder.image
+        command = self._command(setup)
+        if snapshot:
+            command += ["-incoming", f"exec:zstd -dc < {shlex.quote(str(snapshot))}"]
+        else:
+            registers = image / f"{setup['computer']}.regs"
+            command += ["-device", f"loader,file={registers},addr={Lines.PAGE:#x},force-raw=on"]
+        for name in "control", "agent", "qmp", "qtest":
+            (self.top / name).unlink(missing_ok=True)
+        with open(self.top / "qemu.log", "a") as log:
+            qemu = subprocess.Popen(command, cwd=self.top, stdin=subprocess.DEVNULL, stdout=log,
+                                    stderr=log, start_new_session=True)
+            (self.top / "pid").write_text(str(qemu.pid))
+            while not all((self.top / name).is_socket() for name in ("agent", "qmp", "qtest")):
+                if qemu.poll() is not None:
+                    raise BoardError("QEMU does not start:\n" + (self.top / "qemu.log").read_text())
+                time.sleep(0.01)
+            subprocess.Popen([sys.executable, HERE / "board", "proxy", self.top], stdout=log,
+                             stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
+        if snapshot:
+            while self.monitor.ask("query-status")["status"] == "inmigrate":
+                time.sleep(0.01)
+            self.monitor.ask("cont")
+            # The board's clock stood still since the snapshot was made.
+            self.call(f"date -s @{time.time():.3f}")
+
+    def _command(self, setup):
+        """QEMU's command line, in the board's folder; a snapshot fits only the same line."""
+        image = self.folder.image
+        initrd = image / "board.cpio" if setup["bare"] else self.folder.product / "initrd"
+        command = ["qemu-system-aarch64", *MACHINE, "-accel", "tcg,thread=multi,tb-size=256",
+                   "-nodefaults", "-display", "none", "-no-reboot", "-kernel", image / "vmlinuz",
+                   "-initrd", initrd, "-append", KERNEL_COMMAND_LINE,
+                   "-dtb", image / f"{setup['computer']}.dtb", "-serial", "file:serial.log",
+                   "-qmp", "unix:qmp,server=on,wait=off", "-qtest", "unix:qtest,server=on,wait=off",
+                   "-qtest-log", "none", "-device", "virtio-serial-pci",
+                   "-chardev", "socket,id=agent,path=agent,server=on,wait=off",
+                   "-device", "virtserialport,chardev=agent,name=control",
+                   "-device", "qemu-xhci,id=usb,p2=12,p3=12"]
+        if setup["disk"]:
+            command += ["-drive", f"if=none,id=disk,format=raw,file={setup['disk']}",
+                        "-device", "virtio-blk-pci,drive=disk,serial=disk"]
+        return [str(word) for word in command]
+
+    def _key(self, setup):
+        """Names the snapshot of a board that has booted with this image, daemon and computer."""
+        image, product = self.folder.image, self.folder.product
+        qemu = subprocess.run(["qemu-system-aarch64", "--version"], text=True, capture_output=True)
+        return "booted-" + digest(
+            self._command({**setup, "disk": bool(setup["disk"]) and "disk"}), qemu.stdout,
+            image / "board.cpio.made-from", image / f"{setup['computer']}.dtb",
+            image / f"{setup['computer']}.regs",
+            "" if setup["bare"] else (product / "initrd.made-from").read_text())
+
+    def _named(self, name):
+        return self.top / f"{name}.snapshot"
+
+    def _save(self, path):
+        path.parent.mkdir(parents=True, exist_ok=True)
+        part = path.with_name(path.name + ".part")
+        self.monitor.ask("stop")
+        self.monitor.ask("migrate", uri=f"exec:zstd -1 -q > {shlex.quote(str(part))}")
+        while (state := self.monitor.ask("query-migrate").get("status")) != "completed":
+            if state in ("failed", "cancelled"):
+                raise BoardError("QEMU cannot save the board's state")
+            time.sleep(0.02)
+        self.monitor.ask("cont")
+        part.rename(path)
+        # Snapshots of what has since been changed go, but not those of the other computers.
+        kept = sorted(path.parent.glob("booted-*"), key=lambda file: file.stat().st_mtime)
+        for file in kept[:-6]:
+            file.unlink()
+
+    # Talking to it
+
+    def run(self, command, input=b"", timeout=60):
+        """Runs a shell command on the board as root."""
+        command = command.encode()
+        control = self._control(timeout)
+        with control:
+            control.sendall(b"run %d %d\n" % (len(command), len(input)) + command + input)
+            data = bytearray()
+            parts = {ord("o"): bytearray(), ord("e"): bytearray()}
+            deadline = time.monotonic() + timeout
+            while True:
+                while len(data) >= 5:
+                    kind, length = struct.unpack_from("<BI", data)
+                    if len(data) < 5 + length:
+                        break
+                    part = data[5:5 + length]
+                    del data[:5 + length]
+                    if kind == ord("x"):
+                        return Result(struct.unpack("<I", part)[0],
+                                      parts[ord("o")].decode(errors="replace"),
+                                      parts[ord("e")].decode(errors="replace"))
+                    parts[kind] += part
+                control.settimeout(max(0.01, deadline - time.monotonic()))
+                try:
+                    more = control.recv(65536)
+                except TimeoutError:
+                    raise BoardError(f"no end after {timeout} s: {command.decode()}") from None
+                if not more:
+                    raise BoardError(f"the board ended during: {command.decode()}")
+                data += more
+
+    def call(self, command, input=b"", timeout=60):
+        """Runs a command that must succeed; returns what it printed, without the last newline."""
+        result = self.run(command, input, timeout)
+        if result.status != 0:
+            raise BoardError(f"{command}: exit status {result.status}\n{result.out}{result.err}")
+        return result.out.removesuffix("\n")
+
+    def put(self, path, content, mode=0o644):
+        """Writes a file on the board."""
+        path = shlex.quote(str(path))
+        self.call(f"cat > {path} && chmod {mode:o} {path}", content)
+
+    def wait_settled(self, timeout=120):
+        """Waits until the board has started all its services; a failed one is an error."""
+        state = self.run("systemctl is-system-running --wait", timeout=timeout).out.strip()
+        if state != "running":
+            raise BoardError(f"the board's state is {state}:\n" +
+                             self.run("systemctl --failed --no-legend --plain").out)
+
+    def shell(self):
+        """A shell on the board, on this terminal."""
+        size = os.get_terminal_size()
+        control = self._control(60)
+        control.sendall(b"shell %d %d\n" % (size.lines, size.columns))
+        control.settimeout(None)
+        saved = termios.tcgetattr(0)
+        try:
+            tty.setraw(0)
+            while True:
+                ready = select.select([0, control], [], [])[0]
+                if 0 in ready:
+                    control.sendall(os.read(0, 4096))
+                if control in ready:
+                    data = control.recv(65536)
+                    if not data:
+                        return
+                    os.write(1, data)
+        finally:
+            termios.tcsetattr(0, termios.TCSADRAIN, saved)
+            control.close()
+
+    def bus_address(self, user="root"):
+        """The D-Bus address, on this machine, of the board's system bus as seen by a user."""
+        return f"unix:path={self.top}/{'bus' if user == 'root' else 'bus-' + user}"
+
+    def _control(self, timeout):
+        deadline = time.monotonic() + timeout
+        while not (self.top / "control").is_socket():
+            if not self.pid():
+                raise BoardError(f"No board runs in {self.top}" + self._last_words())
+            if time.monotonic() > deadline:
+                raise BoardError(f"the board does not come up in {timeout} s" + self._last_words())
+            time.sleep(0.02)
+        return connect(self.top, "control")
+
+    def _last_words(self):
+        text = ""
+        for name in "qemu.log", "serial.log":
+            path = self.top / name
+            if path.exists():
+                text += path.read_text(errors="replace")[-2000:]
+        return "\n" + text if text else ""
+
+    # Acting on it
+
+    @property
+    def monitor(self):
+        if not self._monitor:
+            self._monitor = Monitor(self.top)
+        return self._monitor
+
+    @property
+    def lines(self):
+        if not self._lines:
+            self._lines = Lines(self.top, self.monitor)
+        return self._lines
+
+    def turn(self, line, level):
+        """Sets the level on an input line from outside."""
+        self.lines.set_input(line, level)
+
+    def read(self, line):
+        """The level on a line as a meter would show it."""
+        return self.lines.output(line) if self.lines.is_output(line) else self.lines.input(line)
+
+    def press(self, button):
+        self.turn(self._button(button), 0)
+
+    def release(self, button):
+        self.turn(self._button(button), 1)
+
+    @staticmethod
+    def _button(name):
+        if name not in BUTTONS:
+            raise BoardError(f"the buttons are {', '.join(BUTTONS)}")
+        return BUTTONS[name]
+
+    def plug(self, subsystem, name, image=None):
+        """Plugs in a USB device of a subsystem; block takes the image of the stick's content."""
+        if subsystem not in PLUGGED:
+            raise BoardError(f"what can be plugged in is one of {', '.join(PLUGGED)}")
+        device = {**PLUGGED[subsystem], "id": name, "bus": "usb.0"}
+        if subsystem == "block":
+            if image is None:
+                image = self.top / "media" / name
+                with open(image, "wb") as blank:
+                    blank.truncate(16 << 20)
+            self.monitor.ask("blockdev-add", node_name=f"{name}-medium", driver="raw",
+                             file={"driver": "file", "filename": str(image)})
+            device["drive"] = f"{name}-medium"
+        elif subsystem == "tty":
+            self.monitor.ask("chardev-add", id=f"{name}-line",
+                             backend={"type": "null", "data": {}})
+            device["chardev"] = f"{name}-line"
+        elif subsystem == "net":
+            self.monitor.ask("netdev_add", type="hubport", id=f"{name}-cable", hubid=1)
+            device["netdev"] = f"{name}-cable"
+        self.monitor.ask("device_add", **device)
+
+    def unplug(self, name):
+        self.monitor.ask("device_del", id=name)
+        self.monitor.wait_event("DEVICE_DELETED", device=name)
+        for command, argument, value in (("blockdev-del", "node_name", f"{name}-medium"),
+                                         ("chardev-remove", "id", f"{name}-line"),
+                                         ("netdev_del", "id", f"{name}-cable")):
+            try:
+                self.monitor.ask(command, **{argument: value})
+            except BoardError:
+                pass  # this kind of device has no such thing behind it

@@ -1,0 +1,125 @@
+"""Debian packages of the other architecture, fetched without root and without installing them.
+
+A package state of our own inside the build folder resolves the newest versions at the time of the
+first build; what was resolved and fetched is kept and used again until an update is asked for.
+"""
+
+import fnmatch
+import json
+import os
+import shutil
+import subprocess
+
+from .common import HERE, BoardError, run, say, word_list
+
+EXCLUDED = ["./usr/share/doc", "./usr/share/man", "./usr/share/info", "./usr/share/locale",
+            "./usr/share/lintian", "./usr/share/bash-completion", "./usr/share/zsh",
+            "./usr/share/bug", "./usr/share/i18n", "./usr/share/gtk-doc", "*/gconv", "*/hwdb.d"]
+
+
+class Packages:
+    def __init__(self, folder, architecture="arm64"):
+        self.top = folder.packages
+        self.files = self.top / "files"
+        self.known = self.top / "resolved.json"
+        self.options = ["-q", "-o", f"APT::Architecture={architecture}",
+                        "-o", f"APT::Architectures={architecture}",
+                        "-o", f"Dir::State={self.top}/state",
+                        "-o", f"Dir::State::status={self.top}/state/status",
+                        "-o", f"Dir::Cache={self.top}/state",
+                        "-o", "APT::Install-Recommends=false",
+                        "-o", f"APT::Sandbox::User={os.environ.get('USER', 'root')}",
+                        "-o", "Acquire::Languages=none"]
+        self.resolved = json.loads(self.known.read_text()) if self.known.exists() else {}
+
+    def update(self):
+        """Fetches the newest package index."""
+        release = dict(line.rstrip().split("=", 1) for line in open("/etc/os-release")
+                       if "=" in line).get("VERSION_CODENAME", "")
+        if release.strip('"') != "bookworm":
+            raise BoardError("The board's image is made of the packages that this machine's apt "
+                             "knows, and they must be those of Debian 12 (bookworm).")
+        say("board: asking the package registry for current versions")
+        for name in "lists/partial", "archives/partial":
+            (self.top / "state" / name).mkdir(parents=True, exist_ok=True)
+        (self.top / "state/status").touch()
+        self.files.mkdir(exist_ok=True)
+        done = subprocess.run(["apt-get", *self.options, "-o", "APT::Update::Error-Mode=any",
+                               "-o", "Acquire::Retries=2", "update"],
+                              text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        if done.returncode != 0:
+            raise BoardError("The package registry cannot be reached, and what the board needs is "
+                             f"not in {self.top}:\n{done.stdout[-2000:]}\n"
+                             "Connect this machine (or set apt's proxy) and try again, or copy the "
+                             "folder from a machine where the board was built.")
+        self.resolved = {}
+
+    def fetch(self, purpose, wanted, left_out=()):
+        """Returns the package files of @wanted and all that they depend on."""
+        key = f"{purpose}: {' '.join(sorted(wanted))} - {' '.join(sorted(left_out))}"
+
+        def choose():
+            chosen = []
+            for line in run(["apt-get", *self.options, "-s", "install", *wanted]).splitlines():
+                # Inst NAME (VERSION ORIGIN [ARCHITECTURE])
+                word, name, rest = (line + "  ").split(" ", 2)
+                if word == "Inst" and not any(fnmatch.fnmatch(name, p) for p in left_out):
+                    chosen.append(f"{name}={rest.lstrip('(').split(' ', 1)[0]}")
+            return chosen
+
+        return self._fetch(key, purpose, choose)
+
+    def fetch_newest(self, package):
+        """Returns the package that the always newest @package stands for, without dependencies."""
+        def choose():
+            for line in run(["apt-cache", *self.options, "depends", package]).splitlines():
+                if line.strip().startswith("Depends:"):
+                    return [line.split()[1]]
+            raise BoardError(f"{package} is not in the package index")
+
+        return self._fetch(package, package, choose)[0]
+
+    def _fetch(self, key, purpose, choose):
+        names = self.resolved.get(key)
+        if names is None or not all((self.files / name).exists() for name in names):
+            if not (self.top / "state/status").exists():
+                self.update()
+            names = self._download(purpose, choose())
+            self.resolved[key] = names
+            self.known.write_text(json.dumps(self.resolved, indent=1))
+        return [self.files / name for name in names]
+
+    def _download(self, purpose, chosen):
+        uris = run(["apt-get", *self.options, "--print-uris", "download", *chosen])
+        names = [line.split()[1] for line in uris.splitlines() if line.startswith("'")]
+        missing = [package for package, name in zip(chosen, names)
+                   if not (self.files / name).exists()]
+        if missing:
+            say(f"board: fetching {len(missing)} packages for {purpose}")
+            run(["apt-get", *self.options, "-o", "Acquire::Retries=2", "download", *missing],
+                cwd=self.files)
+        if len(names) != len(chosen) or not all((self.files / name).exists() for name in names):
+            raise BoardError(f"Not every package for {purpose} could be fetched.")
+        return names
+
+
+def unpack(files, target, excluded=EXCLUDED):
+    """Lays the content of package files over @target, which has the merged /usr of Debian 12."""
+    shutil.rmtree(target, ignore_errors=True)
+    for name in "bin", "sbin", "lib":
+        (target / "usr" / name).mkdir(parents=True)
+        (target / name).symlink_to(f"usr/{name}")
+    for package in files:
+        # Not dpkg-deb -x: it replaces the links above by folders.
+        with subprocess.Popen(["dpkg-deb", "--fsys-tarfile", str(package)],
+                              stdout=subprocess.PIPE) as data:
+            run(["tar", "-x", "-p", "--no-same-owner", "-C", target, "--keep-directory-symlink",
+                 *[f"--exclude={pattern}" for pattern in excluded]], stdin=data.stdout)
+        if data.returncode != 0:
+            raise BoardError(f"{package} is damaged; remove it and build again")
+
+
+def lists(purpose):
+    """The wanted and the left out packages of a list in image/."""
+    prefix = "" if purpose == "image" else purpose + "-"
+    return (word_list(HERE / f"image/{prefix}packages"), word_list(HERE / f"image/{prefix}left-out"))

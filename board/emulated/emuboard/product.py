@@ -1,0 +1,94 @@
+"""Builds the daemon for the board and installs it into the image as a package would."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+
+from .common import HERE, SOURCE, BoardError, Stamp, digest, run, say
+from .image import archive, cross
+from .packages import Packages, lists, unpack
+
+CROSS_FILE = """\
+[binaries]
+c = 'aarch64-linux-gnu-gcc'
+cpp = 'aarch64-linux-gnu-g++'
+ar = 'aarch64-linux-gnu-ar'
+strip = 'aarch64-linux-gnu-strip'
+pkgconfig = 'pkg-config'
+
+[properties]
+sys_root = '{sysroot}'
+pkg_config_libdir = '{sysroot}/usr/lib/aarch64-linux-gnu/pkgconfig:{sysroot}/usr/share/pkgconfig'
+
+[built-in options]
+c_args = ['--sysroot={sysroot}']
+cpp_args = ['--sysroot={sysroot}']
+c_link_args = ['--sysroot={sysroot}']
+cpp_link_args = ['--sysroot={sysroot}']
+
+[host_machine]
+system = 'linux'
+cpu_family = 'aarch64'
+cpu = 'aarch64'
+endian = 'little'
+"""
+
+
+class Product:
+    """The daemon, built against a sysroot: unpacked arm64 development packages. Nothing of another
+    architecture is installed on this machine, whose own packages therefore stay as they are."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.top = folder.product
+        self.sysroot = folder.sysroot
+        self.cross_file = self.top / "arm64.ini"
+        self.build_folder = self.top / "build"
+        self.installed = self.top / "installed"
+
+    def build(self):
+        self.top.mkdir(parents=True, exist_ok=True)
+        self._sysroot()
+        if not (self.build_folder / "build.ninja").exists():
+            say("board: configuring the daemon for arm64")
+            self.cross_file.write_text(CROSS_FILE.format(sysroot=self.sysroot))
+            run(["meson", "setup", self.build_folder, SOURCE, "--cross-file", self.cross_file,
+                 "--prefix=/usr", "--sysconfdir=/etc", "--localstatedir=/var",
+                 "--libdir=lib/aarch64-linux-gnu"])
+        say("board: building the daemon for arm64")
+        run(["ninja", "-C", self.build_folder, f"-j{os.cpu_count()}"])
+        self._install()
+
+    def _sysroot(self):
+        wanted, left_out = lists("sysroot")
+        files = Packages(self.folder).fetch("the sysroot", wanted, left_out)
+        stamp = Stamp(self.sysroot, [file.name for file in files])
+        if stamp.fits():
+            return
+        say("board: unpacking the sysroot")
+        unpack(files, self.sysroot)
+        # Absolute links would lead out of the sysroot.
+        for link in self.sysroot.rglob("*"):
+            if link.is_symlink() and os.readlink(link).startswith("/"):
+                target = self.sysroot / os.readlink(link).lstrip("/")
+                link.unlink()
+                link.symlink_to(os.path.relpath(target, link.parent))
+        stamp.set()
+
+    def _install(self):
+        shutil.rmtree(self.installed, ignore_errors=True)
+        run(["meson", "install", "-C", self.build_folder, "--no-rebuild", "--quiet", "--destdir",
+             self.installed])
+        stamp = Stamp(self.top / "initrd", self.installed,
+                      self.folder.image / "board.cpio.made-from")
+        if stamp.fits():
+            return
+        run(["systemctl", f"--root={self.installed}", "enable", "--quiet",
+             "tarvelperimond.service"])
+        archive(self.installed, self.top / "product.cpio")
+        with open(self.top / "initrd", "wb") as out:
+            for part in self.folder.image / "board.cpio", self.top / "product.cpio":
+                with open(part, "rb") as data:
+                    shutil.copyfileobj(data, out, 1 << 20)
+        stamp.set()
