@@ -92,7 +92,8 @@ class Image:
         wanted, left_out = lists("image")
         files = packages.fetch("the image", wanted, left_out)
         kernel = packages.fetch_newest("linux-image-arm64")
-        stamp = Stamp(self.cpio, [file.name for file in [*files, kernel]], HERE / "image",
+        stamp = Stamp(self.cpio, [file.name for file in [*files, kernel]],
+                      HERE / "image/root", HERE / "image/modules",
                       HERE / "agent.c", pathlib.Path(__file__))
         if not stamp.fits():
             say("board: making the image")

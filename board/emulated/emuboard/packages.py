@@ -92,8 +92,8 @@ class Packages:
     def _download(self, purpose, chosen):
         uris = run(["apt-get", *self.options, "--print-uris", "download", *chosen])
         names = [line.split()[1] for line in uris.splitlines() if line.startswith("'")]
-        missing = [package for package, name in zip(chosen, names)
-                   if not (self.files / name).exists()]
+        absent = {name.split("_")[0] for name in names if not (self.files / name).exists()}
+        missing = [package for package in chosen if package.split("=")[0] in absent]
         if missing:
             say(f"board: fetching {len(missing)} packages for {purpose}")
             run(["apt-get", *self.options, "-o", "Acquire::Retries=2", "download", *missing],

@@ -76,10 +76,24 @@ class Product:
                 link.symlink_to(os.path.relpath(target, link.parent))
         stamp.set()
 
+    def _plugin(self):
+        """Builds the board's model plugin as an outside author does: by pkg-config, against the
+        development files of the package, which for that are installed in the sysroot."""
+        for name in "include/tarvelperimond", "lib/aarch64-linux-gnu/pkgconfig":
+            shutil.copytree(self.installed / "usr" / name, self.sysroot / "usr" / name,
+                            dirs_exist_ok=True)
+        libraries = self.sysroot / "usr/lib/aarch64-linux-gnu/pkgconfig"
+        environment = {**os.environ, "CC": f"{cross('gcc')} --sysroot={self.sysroot} -O2 -g",
+                       "PKG_CONFIG_LIBDIR": f"{libraries}:{self.sysroot}/usr/share/pkgconfig",
+                       "PKG_CONFIG_SYSROOT_DIR": str(self.sysroot)}
+        run(["make", "-s", "-B", "-C", SOURCE / "plugins/emu", f"OUT={self.top}",
+             f"DESTDIR={self.installed}", "install"], env=environment)
+
     def _install(self):
         shutil.rmtree(self.installed, ignore_errors=True)
         run(["meson", "install", "-C", self.build_folder, "--no-rebuild", "--quiet", "--destdir",
              self.installed])
+        self._plugin()
         stamp = Stamp(self.top / "initrd", self.installed,
                       self.folder.image / "board.cpio.made-from")
         if stamp.fits():
