@@ -148,8 +148,6 @@ class Image:
             (root / folder).mkdir(exist_ok=True)
         (root / "tmp").chmod(0o1777)
         units = root / "etc/systemd/system"
-        shutil.rmtree(units / "multi-user.target.wants", ignore_errors=True)
-        shutil.rmtree(units / "getty.target.wants", ignore_errors=True)
         for unit in MASKED_UNITS:
             (units / unit).unlink(missing_ok=True)
             (units / unit).symlink_to("/dev/null")

@@ -86,8 +86,10 @@ class Product:
         environment = {**os.environ, "CC": f"{cross('gcc')} --sysroot={self.sysroot} -O2 -g",
                        "PKG_CONFIG_LIBDIR": f"{libraries}:{self.sysroot}/usr/share/pkgconfig",
                        "PKG_CONFIG_SYSROOT_DIR": str(self.sysroot)}
+        folder = run(["pkg-config", "--variable=plugindir", "tarvelperimond"], env=environment)
         run(["make", "-s", "-B", "-C", SOURCE / "plugins/emu", f"OUT={self.top}",
-             f"DESTDIR={self.installed}", "install"], env=environment)
+             f"DESTDIR={self.installed}", "PLUGIN_DIR=" + folder.strip().removeprefix(
+                 str(self.sysroot)), "install"], env=environment)
 
     def _install(self):
         shutil.rmtree(self.installed, ignore_errors=True)
