@@ -1,0 +1,290 @@
+#include "verbs.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace board {
+
+void
+World::act(const Words &words, const Done &done)
+{
+    for (const Verb &verb : verbs) {
+        if (words.empty() || verb.name != words[0])
+            continue;
+        if (words.size() - 1 < verb.least)
+            throw Refusal("usage: " + verb.name + " " + verb.arguments);
+        verb.act(words, done);
+        return;
+    }
+    throw Refusal("unknown verb '" + (words.empty() ? "" : words[0]) + "'");
+}
+
+void
+World::read_board(const std::string &path)
+{
+    std::ifstream file(path);
+    std::string line;
+
+    if (!file)
+        throw Refusal("cannot read board file '" + path + "'");
+    for (int number = 1; std::getline(file, line); ++number) {
+        std::istringstream stream(line.substr(0, line.find('#')));
+        Words words;
+
+        for (std::string word; stream >> word;)
+            words.push_back(unescape(word));
+        if (words.empty())
+            continue;
+        try {
+            act(words, [](const std::string &) {});
+        } catch (const Refusal &refusal) {
+            throw Refusal(path + ":" + std::to_string(number) + ": " + refusal.what());
+        }
+    }
+}
+
+long long
+number(const std::string &word)
+{
+    long long value = 0;
+
+    if (!parse_number(word, value))
+        throw Refusal("'" + word + "' is not a number");
+    return value;
+}
+
+std::map<std::string, std::string>
+settings(const Words &words, std::size_t first)
+{
+    std::map<std::string, std::string> found;
+
+    for (std::size_t i = first; i < words.size(); ++i) {
+        std::size_t equal = words[i].find('=');
+
+        if (equal == std::string::npos)
+            throw Refusal("'" + words[i] + "' is not NAME=VALUE");
+        found[words[i].substr(0, equal)] = words[i].substr(equal + 1);
+    }
+    return found;
+}
+
+namespace {
+
+/* Where presets may be put. */
+std::string
+simulated(const std::string &path)
+{
+    if (!path.starts_with("/sys/") && !path.starts_with("/dev/"))
+        throw Refusal("'" + path + "' is not below /sys or /dev");
+    return path;
+}
+
+Fault
+fault_of(const Words &words)
+{
+    Fault fault;
+    const std::string &what = words[3];
+
+    fault.pattern = words[1];
+    fault.operation = words[2];
+    if (words.size() > 4)
+        fault.left = static_cast<long>(number(words[4]));
+    if (what == "empty")
+        fault.limit_bytes = 0;
+    else if (what.starts_with("short:"))
+        fault.limit_bytes = static_cast<long>(number(what.substr(6)));
+    else if (what.starts_with("delay:"))
+        fault.delay_us = static_cast<long>(number(what.substr(6))) * 1000;
+    else
+        fault.error = error_number(what);
+    if (fault.error == 0 && fault.limit_bytes < 0 && fault.delay_us == 0)
+        throw Refusal("'" + what + "' is no error name, empty, short:BYTES or delay:MS");
+    return fault;
+}
+
+std::string
+text_of(const Access &access)
+{
+    std::ostringstream line;
+
+    line << access.time_us << ' ' << access.pid << ' ' << access.operation << ' ' << access.path
+         << ' ' << access.result;
+    if (!access.data.empty())
+        line << " \"" << escape(access.data) << '"';
+    line << '\n';
+    return line.str();
+}
+
+void
+show_record(World &world, const Words &words, const Done &done)
+{
+    std::string text;
+    bool clear = false;
+    std::string pattern;
+
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == "--clear")
+            clear = true;
+        else
+            pattern = words[i];
+    }
+    for (const Access &access : world.record.accesses()) {
+        if (pattern.empty() || path_matches(pattern, access.path))
+            text += text_of(access);
+    }
+    if (clear)
+        world.record.clear();
+    done(text);
+}
+
+Device
+device_of(const Words &words)
+{
+    static unsigned next_minor = 1;
+    Device device;
+
+    device.subsystem = words[1];
+    device.name = words[2];
+    for (const auto &[name, value] : settings(words, 3)) {
+        if (name == "parent")
+            device.parent = value;
+        else if (name == "devtype")
+            device.devtype = value;
+        else if (name == "node")
+            device.node = value.starts_with("/dev/") ? value.substr(5) : value;
+        else if (name == "major")
+            device.major = static_cast<unsigned>(number(value));
+        else if (name == "minor")
+            device.minor = static_cast<unsigned>(number(value));
+        else if (name == "ifindex")
+            device.ifindex = static_cast<int>(number(value));
+        else if (name == "link")
+            device.links.push_back(value);
+        else if (name == "quiet")
+            device.quiet = value == "1";
+        else if (name.starts_with("attr/"))
+            device.attributes[name.substr(5)] = value;
+        else
+            device.properties[name] = value;
+    }
+    /* A node has numbers, since its database entry goes by them; 240 is for local use. */
+    if (!device.node.empty() && device.major == 0) {
+        device.major = 240;
+        device.minor = next_minor++;
+    }
+    return device;
+}
+
+} // namespace
+
+void
+add_common_verbs(World &world)
+{
+    auto verb = [&world](const char *name, const char *arguments, const char *help,
+                         std::size_t least, std::function<void(const Words &, Done)> act) {
+        world.verbs.push_back({name, arguments, help, least, std::move(act)});
+    };
+
+    verb("plug", "SUBSYSTEM NAME [KEY=VALUE]...",
+         "adds a device. Keys: parent (path below /sys/devices), node (below /dev), major, minor, "
+         "ifindex, devtype, link (a /dev path), attr/NAME, quiet=1 for no event; anything else is "
+         "a property of the udev database",
+         2, [&world](const Words &words, const Done &done) {
+             if (!world.devices.add(device_of(words)))
+                 throw Refusal("there is already a " + words[1] + " device " + words[2]);
+             done("");
+         });
+    verb("unplug", "SUBSYSTEM NAME", "removes a device and all below it", 2,
+         [&world](const Words &words, const Done &done) {
+             if (!world.devices.remove(words[1], words[2]))
+                 throw Refusal("there is no " + words[1] + " device " + words[2]);
+             done("");
+         });
+    verb("change", "SUBSYSTEM NAME [ACTION] [PROPERTY=VALUE]...",
+         "sends an event of a device that stays: change, or the ACTION named", 2,
+         [&world](const Words &words, const Done &done) {
+             bool named = words.size() > 3 && words[3].find('=') == std::string::npos;
+             if (!world.devices.announce(named ? words[3] : "change", words[1], words[2],
+                                         settings(words, named ? 4 : 3)))
+                 throw Refusal("there is no " + words[1] + " device " + words[2]);
+             done("");
+         });
+    verb("burst", "SUBSYSTEM NAME COUNT", "sends COUNT change events of a device at once", 3,
+         [&world](const Words &words, const Done &done) {
+             for (long long i = 1; i <= number(words[3]); ++i) {
+                 if (!world.devices.announce("change", words[1], words[2],
+                                             {{"BURST", std::to_string(i)}}))
+                     throw Refusal("there is no " + words[1] + " device " + words[2]);
+             }
+             done("");
+         });
+    verb("devices", "", "lists the devices", 0, [&world](const Words &, const Done &done) {
+        std::string text;
+        for (const auto &[key, device] : world.devices.all())
+            text += device.subsystem + " " + device.name + " /sys" + device.path + "\n";
+        done(text);
+    });
+    verb("preset", "PATH VALUE",
+         "puts a file with a line of text below /sys or /dev; VALUE takes C escapes and, when it "
+         "begins with raw:, gets no newline",
+         2, [&world](const Words &words, const Done &done) {
+             std::string value = words[2];
+             bool raw = value.starts_with("raw:");
+             value = unescape(raw ? value.substr(4) : value) + (raw ? "" : "\n");
+             std::string path = simulated(words[1]);
+             if (auto link = world.files.root().resolve(path))
+                 path = link->path();
+             world.files.root().put(path, std::make_shared<PlainFile>(value));
+             done("");
+         });
+    verb("absent", "PATH", "removes a file or folder below /sys or /dev", 1,
+         [&world](const Words &words, const Done &done) {
+             if (!world.files.root().drop(simulated(words[1])))
+                 throw Refusal("there is no '" + words[1] + "'");
+             done("");
+         });
+    verb("fail", "PATH OPERATION WHAT [COUNT]",
+         "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
+         "open, read, write, ioctl, list, find (the name is not seen) or any; WHAT: an error name "
+         "(EIO), empty, short:BYTES or delay:MS",
+         3, [&world](const Words &words, const Done &done) {
+             world.faults.add(fault_of(words));
+             done("");
+         });
+    verb("heal", "[PATH]", "ends the faults of a pattern, or all", 0,
+         [&world](const Words &words, const Done &done) {
+             world.faults.heal(words.size() > 1 ? words[1] : "");
+             done("");
+         });
+    verb("faults", "", "lists the faults in force", 0, [&world](const Words &, const Done &done) {
+        std::string text;
+        for (const Fault &fault : world.faults.all())
+            text += fault.text() + "\n";
+        done(text);
+    });
+    verb("record", "[--clear] [PATH]",
+         "prints the accesses so far, in order: microseconds, process, operation, path, result, "
+         "data; only those of a path pattern, and forgets all with --clear",
+         0, [&world](const Words &words, const Done &done) { show_record(world, words, done); });
+    verb("note", "TEXT...", "adds a line of its own to the record, as a script that was run does",
+         1, [&world](const Words &words, const Done &done) {
+             Access access;
+             access.time_us = now_us();
+             access.operation = "run";
+             access.path = words[1];
+             for (std::size_t i = 2; i < words.size(); ++i)
+                 access.data += (i > 2 ? " " : "") + words[i];
+             access.result = "0";
+             world.record.add(std::move(access));
+             done("");
+         });
+    verb("help", "", "lists the verbs", 0, [&world](const Words &, const Done &done) {
+        std::string text;
+        for (const Verb &known : world.verbs)
+            text += known.name + (known.arguments.empty() ? "" : " ") + known.arguments + "\n    " +
+                    known.help + "\n";
+        done(text);
+    });
+}
+
+} // namespace board
