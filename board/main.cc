@@ -32,7 +32,7 @@ constexpr const char *usage = R"(Usage:
       else prints "ready" and stays until it is told to end (SIGTERM)
       --world DIR     where the board keeps its files and sockets; made when it is missing
       --board FILE    verbs that build the board, one per line; the default board else
-      --policy DIR    bus policy files; without, root may do everything on the bus
+      --policy PATH   a bus policy file, or a folder of them; without, root may do everything
       --env NAME=VALUE  a variable of the boot environment
   tarvelperimond-board [--world DIR] exec [--pidfile FILE] COMMAND...
       runs a command on the board
@@ -101,8 +101,10 @@ bus_configuration(const Options &options)
     if (options.policies.empty())
         text += "<policy user=\"root\"><allow own=\"*\"/><allow send_type=\"method_call\"/>"
                 "</policy>\n";
-    for (const std::string &policy : options.policies)
-        text += "<includedir>" + policy + "</includedir>\n";
+    for (const std::string &policy : options.policies) {
+        std::string tag = fs::is_directory(policy) ? "includedir" : "include";
+        text += "<" + tag + ">" + policy + "</" + tag + ">\n";
+    }
     /* The limits of the system bus's own configuration. */
     return text + "<limit name=\"max_incoming_bytes\">1000000000</limit>\n"
                   "<limit name=\"max_outgoing_bytes\">1000000000</limit>\n"

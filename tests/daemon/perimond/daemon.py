@@ -24,7 +24,7 @@ class DaemonTest(unittest.TestCase):
     prepare(), which runs when the board is there and the daemon is not."""
 
     maxDiff = None
-    plugin = "sim"                                 # a test plugin by its name, or a path
+    plugin = os.environ.get("PERIMOND_TEST_PLUGIN", "sim")  # a test plugin by its name, or a path
     plugin_file = "libzolv-model-perimond-sim.so"  # what it is called on the board
     log_level = "DEBUG"
     environment = {}                               # of the daemon
