@@ -26,9 +26,8 @@ Record::add(Access access)
 void
 Faults::heal(std::string_view pattern)
 {
-    faults_.remove_if([pattern](const Fault &fault) {
-        return pattern.empty() || fault.pattern == pattern;
-    });
+    faults_.remove_if(
+        [pattern](const Fault &fault) { return pattern.empty() || fault.pattern == pattern; });
 }
 
 Fault
@@ -39,8 +38,7 @@ Faults::take(std::string_view operation, const std::string &path, const std::str
         bool meant = fault->operation == operation ||
                      (fault->operation == "any" && operation != "find" && operation != "close");
 
-        if (!meant ||
-            (!path_matches(fault->pattern, path) && !path_matches(fault->pattern, alias)))
+        if (!meant || (!path_matches(fault->pattern, path) && !path_matches(fault->pattern, alias)))
             continue;
         Fault hit = *fault;
         if (fault->left > 0 && --fault->left == 0)

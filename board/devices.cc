@@ -49,7 +49,8 @@ murmur_hash(std::string_view text)
         hash = (hash * factor) ^ word;
     }
     for (std::size_t i = text.size(); i > 0; --i)
-        hash ^= static_cast<std::uint32_t>(static_cast<unsigned char>(text[i - 1])) << (8 * (i - 1));
+        hash ^= static_cast<std::uint32_t>(static_cast<unsigned char>(text[i - 1]))
+                << (8 * (i - 1));
     if (!text.empty())
         hash *= factor;
     hash = (hash ^ (hash >> 13)) * factor;
@@ -100,8 +101,8 @@ bool
 Devices::on_bus(const std::string &subsystem)
 {
     static const std::array<const char *, 13> buses = {
-        "usb", "pci", "i2c", "spi", "mmc", "sdio", "mdio_bus", "platform", "scsi", "virtio",
-        "usb-serial", "serio", "nvmem"};
+        "usb",      "pci",  "i2c",    "spi",        "mmc",   "sdio", "mdio_bus",
+        "platform", "scsi", "virtio", "usb-serial", "serio", "nvmem"};
 
     return std::find(buses.begin(), buses.end(), subsystem) != buses.end();
 }
@@ -142,8 +143,8 @@ Devices::add(Device device)
 {
     std::string key = key_of(device.subsystem, device.name);
     bool bus = on_bus(device.subsystem);
-    std::string parent = device.parent.starts_with("/sys/") ? device.parent.substr(5)
-                                                            : "devices/" + device.parent;
+    std::string parent =
+        device.parent.starts_with("/sys/") ? device.parent.substr(5) : "devices/" + device.parent;
     std::string group = bus ? "bus/" + device.subsystem + "/devices" : "class/" + device.subsystem;
 
     if (devices_.contains(key))
@@ -173,8 +174,8 @@ Devices::add(Device device)
 
     std::string uevent;
     if (device.major != 0) {
-        uevent += "MAJOR=" + std::to_string(device.major) + "\nMINOR=" +
-                  std::to_string(device.minor) + "\n";
+        uevent += "MAJOR=" + std::to_string(device.major) +
+                  "\nMINOR=" + std::to_string(device.minor) + "\n";
         folder->put_text("dev", std::to_string(device.major) + ":" + std::to_string(device.minor));
     }
     if (!device.node.empty())

@@ -188,7 +188,8 @@ op_getattr(fuse_req_t request, fuse_ino_t inode, fuse_file_info *)
 }
 
 void
-op_setattr(fuse_req_t request, fuse_ino_t inode, struct stat *wanted, int which, fuse_file_info *info)
+op_setattr(fuse_req_t request, fuse_ino_t inode, struct stat *wanted, int which,
+           fuse_file_info *info)
 {
     auto node = server_of(request).node(inode);
 
@@ -210,8 +211,7 @@ op_readlink(fuse_req_t request, fuse_ino_t inode)
 }
 
 void
-open_node(fuse_req_t request, const std::shared_ptr<File> &file, fuse_file_info *info,
-          bool created)
+open_node(fuse_req_t request, const std::shared_ptr<File> &file, fuse_file_info *info, bool created)
 {
     Fault fault = fault_for(request, "open", *file);
     fuse_file_info wanted = *info;
@@ -320,7 +320,8 @@ op_write(fuse_req_t request, fuse_ino_t, const char *bytes, std::size_t size, of
     auto *reply = new Reply(request, "write", *open.file, data);
 
     if (fault.limit_bytes >= 0)
-        data.resize(std::min<std::size_t>(data.size(), static_cast<std::size_t>(fault.limit_bytes)));
+        data.resize(
+            std::min<std::size_t>(data.size(), static_cast<std::size_t>(fault.limit_bytes)));
     when_due(server_of(request), fault, [=, &open] {
         Answer answer{std::unique_ptr<Answer::Back>(reply)};
         if (fault.error != 0)
@@ -342,10 +343,9 @@ op_ioctl(fuse_req_t request, fuse_ino_t, unsigned command, void *argument, fuse_
     Answer answer{std::make_unique<Reply>(request, "ioctl", *open.file, name)};
     if (fault.error != 0)
         return answer.fail(fault.error);
-    open.file->ioctl(
-        open, command,
-        {fuse_req_ctx(request)->pid, reinterpret_cast<std::uint64_t>(argument)},
-        std::move(answer));
+    open.file->ioctl(open, command,
+                     {fuse_req_ctx(request)->pid, reinterpret_cast<std::uint64_t>(argument)},
+                     std::move(answer));
 }
 
 void
@@ -481,8 +481,8 @@ FileServer::mount(const std::string &path)
 
     if (fd < 0)
         return false;
-    std::string options = "fd=" + std::to_string(fd) +
-                          ",rootmode=40000,user_id=0,group_id=0,allow_other";
+    std::string options =
+        "fd=" + std::to_string(fd) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
     if (::mount("board", path.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
         return false;
     session_ = fuse_session_new(&args, &ops, sizeof ops, this);

@@ -1,4 +1,5 @@
-/* tarvelperimond-board: a simulated board in namespaces of its own, and the verbs that act on it. */
+/* tarvelperimond-board: a simulated board in namespaces of its own, and the verbs that act on it.
+ */
 
 #include "control.h"
 #include "space.h"
@@ -84,9 +85,10 @@ parse(const Words &words, std::size_t first, Options &options)
 std::string
 bus_configuration(const Options &options)
 {
-    std::string text = "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
-                       "1.0//EN\" \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-                       "<busconfig>\n<type>system</type>\n<listen>unix:path=";
+    std::string text =
+        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
+        "1.0//EN\" \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+        "<busconfig>\n<type>system</type>\n<listen>unix:path=";
 
     text += options.world + "/bus</listen>\n" +
             "<listen>unix:path=/run/dbus/system_bus_socket</listen>\n<auth>EXTERNAL</auth>\n"
@@ -129,8 +131,8 @@ prepare_directory(Options &options)
         throw Refusal("--world DIR is missing");
     fs::create_directories(options.world);
     options.world = fs::canonical(options.world);
-    for (const char *covered : {"/etc/", "/run/", "/dev/", "/sys/", "/proc/", "/usr/lib/",
-                                "/usr/sbin/", "/media/"}) {
+    for (const char *covered :
+         {"/etc/", "/run/", "/dev/", "/sys/", "/proc/", "/usr/lib/", "/usr/sbin/", "/media/"}) {
         if ((options.world + "/").starts_with(covered))
             throw Refusal("a world cannot be below " + std::string(covered));
     }
@@ -314,9 +316,9 @@ Server::start_bus()
         int log = open((options_.world + "/bus.log").c_str(),
                        O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         (void)dup2(log, STDERR_FILENO);
-        execute(options_.world, {"dbus-daemon", "--config-file=" + options_.world + "/bus.conf",
-                                 "--nofork", "--nopidfile",
-                                 "--print-address=" + std::to_string(fd)});
+        execute(options_.world,
+                {"dbus-daemon", "--config-file=" + options_.world + "/bus.conf", "--nofork",
+                 "--nopidfile", "--print-address=" + std::to_string(fd)});
     });
     close(ends[1]);
     world_.loop.watch(ends[0], [this, fd = ends[0]] {

@@ -34,8 +34,8 @@ give_up(const std::string &what)
 }
 
 void
-mount_or_throw(const char *source, const std::string &target, const char *type,
-               unsigned long flags, const char *options = nullptr)
+mount_or_throw(const char *source, const std::string &target, const char *type, unsigned long flags,
+               const char *options = nullptr)
 {
     if (mount(source, target.c_str(), type, flags, options) != 0)
         give_up("mount on " + target);
@@ -179,8 +179,9 @@ arrange_mounts(const std::string &directory)
     /* The kernel's modules are the host's affair: the request is noted, nothing is loaded. */
     shadow("/usr/sbin", stage);
     fs::remove("/usr/sbin/modprobe");
-    write_text("/usr/sbin/modprobe", "#!/bin/sh\nexec " + fs::read_symlink("/proc/self/exe").string() +
-                                         " --world '" + directory + "' note /sbin/modprobe \"$@\"\n");
+    write_text("/usr/sbin/modprobe",
+               "#!/bin/sh\nexec " + fs::read_symlink("/proc/self/exe").string() + " --world '" +
+                   directory + "' note /sbin/modprobe \"$@\"\n");
     chmod("/usr/sbin/modprobe", 0755);
 
     if (fs::is_directory("/media"))

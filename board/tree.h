@@ -51,8 +51,8 @@ struct OpenFile {
 
     std::shared_ptr<File> file;
     int flags = 0;
-    std::string content;      /* what a read at offset 0 showed; later offsets continue in it */
-    std::uint64_t seen = 0;   /* number of the last event that a read or poll has reported */
+    std::string content;    /* what a read at offset 0 showed; later offsets continue in it */
+    std::uint64_t seen = 0; /* number of the last event that a read or poll has reported */
     void *poll_handle = nullptr;
 };
 

@@ -56,9 +56,8 @@ Gpio::add_chip(long long base, long long count, const std::string &label)
     chip.name = "gpiochip" + std::to_string(base);
     chip.parent = "platform/" + label;
     chip.quiet = true;
-    chip.attributes = {{"base", std::to_string(base)},
-                       {"ngpio", std::to_string(count)},
-                       {"label", label}};
+    chip.attributes = {
+        {"base", std::to_string(base)}, {"ngpio", std::to_string(count)}, {"label", label}};
     if (lines_.empty()) {
         auto store = [this](int (Gpio::*act)(std::string_view)) {
             return std::make_shared<Attribute>(
@@ -143,14 +142,13 @@ Gpio::add_files(Directory &folder, long long, Line &line)
             return 0;
         });
     folder.add("value", line.value);
-    folder.add("direction", std::make_shared<Attribute>(
-                                [&line](std::string &text) {
-                                    text = line.output ? "out\n" : "in\n";
-                                    return 0;
-                                },
-                                [this, &line](std::string_view text) {
-                                    return set_direction(line, text);
-                                }));
+    folder.add("direction",
+               std::make_shared<Attribute>(
+                   [&line](std::string &text) {
+                       text = line.output ? "out\n" : "in\n";
+                       return 0;
+                   },
+                   [this, &line](std::string_view text) { return set_direction(line, text); }));
     folder.add("active_low", std::make_shared<Attribute>(
                                  [&line](std::string &text) {
                                      text = line.active_low ? "1\n" : "0\n";
@@ -293,9 +291,9 @@ add_gpio(World &world)
                                gpio->wire(number(words[1]), number(words[2]));
                                done("");
                            }});
-    world.verbs.push_back(
-        {"lines", "", "lists the exported lines: direction, physical level, active-low, edge", 0,
-         [gpio](const Words &, const Done &done) { done(gpio->listing()); }});
+    world.verbs.push_back({"lines", "",
+                           "lists the exported lines: direction, physical level, active-low, edge",
+                           0, [gpio](const Words &, const Done &done) { done(gpio->listing()); }});
 }
 
 } // namespace board

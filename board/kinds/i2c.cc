@@ -40,27 +40,27 @@ new_device(World &world, const std::string &adapter, std::string_view text)
 void
 add_i2c(World &world)
 {
-    world.verbs.push_back(
-        {"i2c", "NUMBER NAME...", "adds an I2C adapter", 2,
-         [&world](const Words &words, const Done &done) {
-             Device adapter;
-             adapter.subsystem = "i2c";
-             adapter.name = "i2c-" + words[1];
-             adapter.parent = "platform/i2c" + words[1];
-             std::string name = words[2];
-             for (std::size_t i = 3; i < words.size(); ++i)
-                 name += " " + words[i];
-             adapter.attributes = {{"name", name}};
-             auto folder = world.devices.add(adapter);
-             if (!folder)
-                 throw Refusal("there is already an I2C adapter " + words[1]);
-             folder->add("new_device",
-                         std::make_shared<Attribute>(
-                             nullptr, [&world, number = words[1]](std::string_view text) {
-                                 return new_device(world, number, text);
-                             }));
-             done("");
-         }});
+    world.verbs.push_back({"i2c", "NUMBER NAME...", "adds an I2C adapter", 2,
+                           [&world](const Words &words, const Done &done) {
+                               Device adapter;
+                               adapter.subsystem = "i2c";
+                               adapter.name = "i2c-" + words[1];
+                               adapter.parent = "platform/i2c" + words[1];
+                               std::string name = words[2];
+                               for (std::size_t i = 3; i < words.size(); ++i)
+                                   name += " " + words[i];
+                               adapter.attributes = {{"name", name}};
+                               auto folder = world.devices.add(adapter);
+                               if (!folder)
+                                   throw Refusal("there is already an I2C adapter " + words[1]);
+                               folder->add(
+                                   "new_device",
+                                   std::make_shared<Attribute>(
+                                       nullptr, [&world, number = words[1]](std::string_view text) {
+                                           return new_device(world, number, text);
+                                       }));
+                               done("");
+                           }});
 }
 
 } // namespace board

@@ -314,8 +314,8 @@ add_input(World &world)
              inputs->key(words[1], 0);
              done("");
          });
-    verb("event", "NAME TYPE CODE VALUE", "sends one event of an input device, without a report",
-         4, [inputs](const Words &words, const Done &done) {
+    verb("event", "NAME TYPE CODE VALUE", "sends one event of an input device, without a report", 4,
+         [inputs](const Words &words, const Done &done) {
              inputs->node(words[1]).send(static_cast<unsigned short>(number(words[2])),
                                          static_cast<unsigned short>(number(words[3])),
                                          static_cast<int>(number(words[4])));
