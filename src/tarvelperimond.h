@@ -20,3 +20,7 @@
 
 #include "peripherals/led/zolv-led-gpio.h"
 #include "peripherals/led/zolv-led.h"
+
+#include "services/zolv-partition-led-service.h"
+#include "services/zolv-signal-led-service.h"
+#include "services/zolv-sim-led-service.h"

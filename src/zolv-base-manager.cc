@@ -2,6 +2,9 @@
 
 #include "helpers/zolv-helpers-store.h"
 #include "helpers/zolv-helpers-ubootenv.h"
+#include "services/zolv-partition-led-service.h"
+#include "services/zolv-signal-led-service.h"
+#include "services/zolv-sim-led-service.h"
 #include "tvl-log-internal.h"
 #include "zolv-assert.h"
 #include "zolv-error.h"
@@ -22,6 +25,10 @@
 #define MANAGER_PATH "/com/tarvel/Perimond"
 #define MOUNT_TABLE "/proc/self/mountinfo"
 
+#define SIGNAL_LED_SERVICE "SignalLedService/"
+#define SIM_LED_SERVICE "SimLedService/"
+#define PARTITION_LED_SERVICE "PartitionLedService"
+
 enum { PROP_CONNECTION = 1 };
 
 namespace {
@@ -30,6 +37,9 @@ using ChannelPtr = std::unique_ptr<GIOChannel, zolv::Free<g_io_channel_unref>>;
 
 constexpr std::array<const char *, 8> udev_subsystems = {"usb",   "usbmisc", "tty",      "net",
                                                          "block", "input",   "mdio_bus", nullptr};
+
+/* Disk types, which index what the mount table says of their partitions. */
+constexpr std::size_t n_disk_types = 6;
 
 /* By exact class: a class that stands between has no word and no objects. */
 const std::map<std::string_view, const char *> type_words = {
@@ -97,6 +107,8 @@ struct _ZolvBaseManagerPrivate {
     ChannelPtr mount_table;
     GSource *mount_watch = nullptr;
     std::map<std::string, zolv::ObjectPtr<ZolvObj>, std::less<>> objects;
+    /* They hold the manager, which therefore lives until shutdown releases them. */
+    std::map<std::string, zolv::ObjectPtr<GObject>> services;
 };
 
 static void zolv_base_manager_initable_iface_init(GInitableIface *iface);
@@ -276,12 +288,32 @@ scan_devices(ZolvBaseManager *self)
     malloc_trim(0);
 }
 
-static gboolean
-mount_table_cb(GIOChannel *, GIOCondition condition, gpointer)
+/* Takes over the reference; the service that held the key before is released. */
+static void
+add_service(ZolvBaseManager *self, const std::string &key, gpointer service)
 {
+    self->priv->services[key].reset(G_OBJECT(service));
+}
+
+static gpointer
+find_service(ZolvBaseManager *self, const std::string &key)
+{
+    const auto known = self->priv->services.find(key);
+
+    return known != self->priv->services.end() ? known->second.get() : nullptr;
+}
+
+static gboolean
+mount_table_cb(GIOChannel *, GIOCondition condition, gpointer data)
+{
+    auto *self = static_cast<ZolvBaseManager *>(data);
+    const std::array<guint, n_disk_types> mounted{};
+
     if ((condition & G_IO_PRI) == 0)
         return G_SOURCE_CONTINUE;
     _tvl_log(TVL_LOG_INFO, "[Manager] mount table changed");
+    if (gpointer service = find_service(self, PARTITION_LED_SERVICE); service != nullptr)
+        zolv_partition_led_service_update_led(ZOLV_PARTITION_LED_SERVICE(service), mounted.data());
     return G_SOURCE_CONTINUE;
 }
 
@@ -335,6 +367,7 @@ zolv_base_manager_shutdown(ZolvBaseManager *self)
         object.reset();
     }
     priv->objects.clear();
+    priv->services.clear();
     stop_mount_watch(priv);
     priv->mount_table.reset();
     priv->udev_client.reset();
@@ -390,4 +423,96 @@ zolv_base_manager_remove_object(ZolvBaseManager *self, const gchar *id)
     const zolv::ObjectPtr<ZolvObj> removed = std::move(known->second);
     self->priv->objects.erase(known);
     zolv_obj_unexport(obj);
+}
+
+/* The assertion's text is known with this spelling of the parameter. */
+void
+zolv_base_manager_add_led_service(ZolvBaseManager *self, const gchar *interace,
+                                  ZolvSignalLedService *service)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interace != NULL);
+    ZOLV_ASSERT(service != NULL);
+    ZOLV_ASSERT(ZOLV_IS_SIGNAL_LED_SERVICE(service));
+    add_service(self, std::string(SIGNAL_LED_SERVICE) + interace, service);
+}
+
+void
+zolv_base_manager_add_sim_led_service(ZolvBaseManager *self, const gchar *interface,
+                                      ZolvSimLedService *service)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interface != NULL);
+    ZOLV_ASSERT(service != NULL);
+    ZOLV_ASSERT(ZOLV_IS_SIM_LED_SERVICE(service));
+    add_service(self, std::string(SIM_LED_SERVICE) + interface, service);
+}
+
+void
+zolv_base_manager_add_ptn_led_service(ZolvBaseManager *self, ZolvPartitionLedService *service)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(service != NULL);
+    ZOLV_ASSERT(ZOLV_IS_PARTITION_LED_SERVICE(service));
+    add_service(self, PARTITION_LED_SERVICE, service);
+}
+
+static ZolvSignalLedService *
+find_signal_led_service(ZolvBaseManager *self, const gchar *interface_name)
+{
+    return static_cast<ZolvSignalLedService *>(
+        find_service(self, std::string(SIGNAL_LED_SERVICE) + interface_name));
+}
+
+void
+zolv_base_manager_update_signal_level(ZolvBaseManager *self, const gchar *interface_name,
+                                      guint value)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interface_name != NULL);
+    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
+
+    if (service != nullptr)
+        zolv_signal_led_service_update_signal_level(service, value);
+}
+
+void
+zolv_base_manager_update_signal_strength(ZolvBaseManager *self, const gchar *interface_name,
+                                         guint value)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interface_name != NULL);
+    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
+
+    if (service != nullptr)
+        zolv_signal_led_service_update_signal_strength(service, value);
+}
+
+void
+zolv_base_manager_update_conn_state(ZolvBaseManager *self, const gchar *interface_name, guint value)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interface_name != NULL);
+    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
+
+    if (service != nullptr)
+        zolv_signal_led_service_update_conn_state(service, value);
+}
+
+void
+zolv_base_manager_update_sim_leds(ZolvBaseManager *self, const gchar *interface_name, guint value)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(interface_name != NULL);
+    gpointer service = find_service(self, std::string(SIM_LED_SERVICE) + interface_name);
+
+    if (service != nullptr)
+        zolv_sim_led_service_update_leds(static_cast<ZolvSimLedService *>(service), value);
 }

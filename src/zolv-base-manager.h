@@ -9,6 +9,11 @@ G_BEGIN_DECLS
 ZOLV_DECLARE_CLASS(ZolvBaseManager, zolv_base_manager, BASE_MANAGER,
                    ZolvGdbusComTarvelPerimondSkeleton)
 
+/* Their headers bring the functions; they need the manager's. */
+typedef struct _ZolvSignalLedService ZolvSignalLedService;
+typedef struct _ZolvSimLedService ZolvSimLedService;
+typedef struct _ZolvPartitionLedService ZolvPartitionLedService;
+
 /**
  * ZolvBaseManagerClass:
  *
@@ -69,5 +74,46 @@ ZOLV_API ZolvObj *zolv_base_manager_get_object(ZolvBaseManager *self, const gcha
  * Withdraws the object from the bus and drops the registry's reference.
  */
 ZOLV_API void zolv_base_manager_remove_object(ZolvBaseManager *self, const gchar *id);
+
+/**
+ * zolv_base_manager_add_led_service:
+ * @interface: the network interface whose signal and connection are shown
+ * @service: (transfer full): the service; it replaces one that was added for @interface before
+ */
+ZOLV_API void zolv_base_manager_add_led_service(ZolvBaseManager *self, const gchar *interface,
+                                                ZolvSignalLedService *service);
+
+/**
+ * zolv_base_manager_add_sim_led_service:
+ * @interface: the network interface whose SIM slot is shown
+ * @service: (transfer full): the service; it replaces one that was added for @interface before
+ */
+ZOLV_API void zolv_base_manager_add_sim_led_service(ZolvBaseManager *self, const gchar *interface,
+                                                    ZolvSimLedService *service);
+
+/**
+ * zolv_base_manager_add_ptn_led_service:
+ * @service: (transfer full): the service, told of every change of the mount table; it replaces one
+ *   that was added before
+ */
+ZOLV_API void zolv_base_manager_add_ptn_led_service(ZolvBaseManager *self,
+                                                    ZolvPartitionLedService *service);
+
+/* What the connection manager tells of a network interface, for its services; an interface that has
+ * none is ignored. */
+
+/** zolv_base_manager_update_signal_level: see zolv_signal_led_service_update_signal_level() */
+ZOLV_API void zolv_base_manager_update_signal_level(ZolvBaseManager *self,
+                                                    const gchar *interface_name, guint value);
+/** zolv_base_manager_update_signal_strength: see zolv_signal_led_service_update_signal_strength()
+ */
+ZOLV_API void zolv_base_manager_update_signal_strength(ZolvBaseManager *self,
+                                                       const gchar *interface_name, guint value);
+/** zolv_base_manager_update_conn_state: see zolv_signal_led_service_update_conn_state() */
+ZOLV_API void zolv_base_manager_update_conn_state(ZolvBaseManager *self,
+                                                  const gchar *interface_name, guint value);
+/** zolv_base_manager_update_sim_leds: see zolv_sim_led_service_update_leds() */
+ZOLV_API void zolv_base_manager_update_sim_leds(ZolvBaseManager *self, const gchar *interface_name,
+                                                guint value);
 
 G_END_DECLS
