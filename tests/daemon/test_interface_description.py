@@ -10,6 +10,7 @@ import unittest
 
 from interface_table import ADMIN, INTERFACES, OBJECT_SLOTS, OPERATE, READ
 from introspection import interfaces
+from perimond import tap
 
 DATA = os.environ["PERIMOND_DATA"]
 DESCRIPTIONS = ("com.tarvel.Perimond.xml", "com.tarvel.Perimond.Obj.xml")
@@ -88,4 +89,4 @@ class DescriptionTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    tap.main()

@@ -19,6 +19,7 @@ import tempfile
 import unittest
 
 from interface_table import ADMIN, INTERFACES, OPERATE, READ
+from perimond import tap
 
 NAME = "com.tarvel.Perimond"
 PRIVATE = "PERIMOND_POLICY_PRIVATE"
@@ -201,4 +202,4 @@ class GeneratorTest(unittest.TestCase):
 if __name__ == "__main__":
     if PRIVATE not in os.environ:
         enter_private_namespace()
-    unittest.main()
+    tap.main()

@@ -2,7 +2,8 @@
 
 import os
 import sys
-import unittest
+
+from . import tap
 
 
 def main():
@@ -10,4 +11,4 @@ def main():
     namespace first, in which tests, bus and daemon then share their identity."""
     if os.geteuid() != 0:
         os.execvp("unshare", ["unshare", "--user", "--map-root-user", sys.executable, *sys.argv])
-    unittest.main(verbosity=2)
+    tap.main()
