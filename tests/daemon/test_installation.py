@@ -1,0 +1,118 @@
+#!/usr/bin/python3
+"""What an installation puts where, and that its headers and its unit are fit for use.
+
+PERIMOND_BUILD names the build folder.
+"""
+
+import json
+import os
+import subprocess
+import tempfile
+import unittest
+
+BUILD = os.environ["PERIMOND_BUILD"]
+
+# Every installed file but the headers; whoever installs another one says so here.
+FILES = """
+{prefix}/lib/systemd/system/tarvelperimond.service
+{prefix}/lib/sysusers.d/tarvelperimond.conf
+{prefix}/lib/tmpfiles.d/tarvelperimond.conf
+{prefix}/{libdir}/pkgconfig/tarvelperimond.pc
+{prefix}/sbin/tarvelperimond
+{prefix}/share/dbus-1/interfaces/com.tarvel.Perimond.Obj.xml
+{prefix}/share/dbus-1/interfaces/com.tarvel.Perimond.xml
+{prefix}/share/dbus-1/system.d/com.tarvel.Perimond.conf
+{prefix}/share/doc/tarvelperimond/bus-api.md
+{prefix}/share/doc/tarvelperimond/operator-guide.md
+""".split()
+
+
+def run(*command, **options):
+    return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE, **options).stdout
+
+
+class InstallationTest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.root = cls.enterClassContext(tempfile.TemporaryDirectory())
+        run("meson", "install", "-C", BUILD, "--no-rebuild", "--quiet", "--destdir", cls.root)
+        options = json.loads(run("meson", "introspect", "--buildoptions", BUILD))
+        cls.options = {option["name"]: option["value"] for option in options}
+        cls.include = os.path.join(cls.options["prefix"], "include/tarvelperimond")
+        cls.files = sorted(
+            os.path.join(folder, name).removeprefix(cls.root)
+            for folder, _, names in os.walk(cls.root)
+            for name in names
+        )
+        cls.headers = [file.removeprefix(cls.include + "/") for file in cls.files
+                       if file.startswith(cls.include)]
+
+    def text(self, path):
+        with open(self.root + path.format(**self.options), encoding="utf-8") as file:
+            return file.read()
+
+    def compile(self, *compiler, source):
+        # A plugin's own build, by the installed pkg-config file, is tried with the plugins.
+        flags = run("pkg-config", "--cflags", "gio-2.0", "gudev-1.0").split()
+        run(*compiler, "-Wall", "-Wextra", "-Werror", "-fsyntax-only", *flags,
+            f"-I{self.root}{self.include}", "-", input=source)
+
+    def test_exactly_the_expected_files_are_installed(self):
+        others = [file for file in self.files if not file.startswith(self.include)]
+        self.assertEqual(others, sorted(file.format(**self.options) for file in FILES))
+
+    def test_each_header_stands_alone_in_c(self):
+        self.assertIn("zolv-gdbus-object.h", self.headers)
+        for header in self.headers:
+            with self.subTest(header):
+                self.compile("cc", "-x", "c", "-std=gnu11", source=f"#include <{header}>\n")
+
+    def test_all_headers_together_are_fit_for_cxx(self):
+        source = "".join(f"#include <{header}>\n" for header in self.headers)
+        self.compile("c++", "-x", "c++", "-std=c++20", source=source)
+
+    def test_plugin_authors_learn_where_plugins_go(self):
+        self.assertIn("\nplugindir=/usr/lib/aarch64-linux-gnu/tarvelperimond\n",
+                      self.text("{prefix}/{libdir}/pkgconfig/tarvelperimond.pc"))
+
+    def test_the_unit_starts_the_daemon_and_waits_for_its_name(self):
+        unit = self.text("{prefix}/lib/systemd/system/tarvelperimond.service").splitlines()
+        for line in ("Type=dbus", "BusName=com.tarvel.Perimond", "Restart=always", "UMask=0022",
+                     "ExecStart={prefix}/sbin/tarvelperimond".format(**self.options)):
+            self.assertIn(line, unit)
+
+    def test_the_unit_keeps_the_mounts_and_the_rights_that_the_daemon_needs(self):
+        unit = self.text("{prefix}/lib/systemd/system/tarvelperimond.service").splitlines()
+        settings = [line for line in unit if not line.startswith("#")]
+        dropped = " ".join(line for line in settings if line.startswith("CapabilityBoundingSet="))
+        for capability in ("CAP_DAC_OVERRIDE", "CAP_NET_ADMIN", "CAP_SYS_ADMIN", "CAP_SYS_BOOT",
+                           "CAP_SYS_MODULE"):
+            self.assertNotIn(capability, dropped)
+        for setting in ("ProtectSystem", "ProtectHome", "ProtectKernelTunables",
+                        "ProtectKernelModules", "ProtectKernelLogs", "ProtectControlGroups",
+                        "ProtectClock", "PrivateTmp", "PrivateDevices", "PrivateMounts",
+                        "ReadOnlyPaths", "InaccessiblePaths", "DeviceAllow"):
+            self.assertFalse([line for line in settings if line.startswith(setting + "=")], setting)
+
+    def test_systemd_accepts_the_unit_and_finds_it_guarded(self):
+        """7.1 of 10; the rest is what the daemon and its scripts are there for."""
+        unit = os.path.join(self.enterContext(tempfile.TemporaryDirectory()),
+                            "tarvelperimond.service")
+        with open(unit, "w", encoding="utf-8") as file:
+            installed = self.text("{prefix}/lib/systemd/system/tarvelperimond.service")
+            file.write(installed.replace("ExecStart=", "ExecStart=" + self.root))
+        self.assertEqual(run("systemd-analyze", "verify", unit, stderr=subprocess.STDOUT), "")
+        run("systemd-analyze", "security", "--offline=yes", "--threshold=71", unit)
+
+    def test_the_lock_of_the_boot_environment_is_for_root_alone(self):
+        self.assertIn("\nf /run/lock/fw_printenv.lock 0600 root root\n",
+                      self.text("{prefix}/lib/tmpfiles.d/tarvelperimond.conf"))
+
+    def test_the_group_of_the_policy_is_created(self):
+        self.assertIn("\ng perimond -\n", self.text("{prefix}/lib/sysusers.d/tarvelperimond.conf"))
+
+
+if __name__ == "__main__":
+    unittest.main()
