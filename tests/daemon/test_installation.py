@@ -10,10 +10,13 @@ import subprocess
 import tempfile
 import unittest
 
+from perimond import tap
+
 BUILD = os.environ["PERIMOND_BUILD"]
 
 # Every installed file but the headers; whoever installs another one says so here.
 FILES = """
+{prefix}/bin/tarvelperimond-board
 {prefix}/lib/systemd/system/tarvelperimond.service
 {prefix}/lib/sysusers.d/tarvelperimond.conf
 {prefix}/lib/tmpfiles.d/tarvelperimond.conf
@@ -24,6 +27,7 @@ FILES = """
 {prefix}/share/dbus-1/system.d/com.tarvel.Perimond.conf
 {prefix}/share/doc/tarvelperimond/bus-api.md
 {prefix}/share/doc/tarvelperimond/operator-guide.md
+{prefix}/share/tarvelperimond/boards/perimond-sim.board
 """.split()
 
 
@@ -115,4 +119,4 @@ class InstallationTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    tap.main()
