@@ -66,8 +66,8 @@ def arguments(member, direction=None):
 
 def method_lines(method, comment):
     tier = method.find(f"annotation[@name='{TIER}']").get("value")
-    result = arguments(method, "out")
-    yield f"#### {method.get('name')}({arguments(method, 'in')})" + (f" → {result}" if result else "")
+    result = f" → {results}" if (results := arguments(method, "out")) else ""
+    yield f"#### {method.get('name')}({arguments(method, 'in')}){result}"
     yield ""
     yield f"Tier: {tier}."
     yield ""

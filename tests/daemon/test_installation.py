@@ -6,11 +6,12 @@ PERIMOND_BUILD names the build folder.
 
 import json
 import os
+import shutil
 import subprocess
 import tempfile
 import unittest
 
-from perimond import tap
+import perimond
 
 BUILD = os.environ["PERIMOND_BUILD"]
 
@@ -110,13 +111,32 @@ class InstallationTest(unittest.TestCase):
         self.assertEqual(run("systemd-analyze", "verify", unit, stderr=subprocess.STDOUT), "")
         run("systemd-analyze", "security", "--offline=yes", "--threshold=71", unit)
 
-    def test_the_lock_of_the_boot_environment_is_for_root_alone(self):
-        self.assertIn("\nf /run/lock/fw_printenv.lock 0600 root root\n",
-                      self.text("{prefix}/lib/tmpfiles.d/tarvelperimond.conf"))
+    def set_up_by_systemd(self, program, entries, *options):
+        """A root folder in which systemd has done what our entries say."""
+        root = self.enterContext(tempfile.TemporaryDirectory())
+        os.mkdir(os.path.join(root, "etc"))
+        shutil.copytree(self.root + os.path.join(self.options["prefix"], "lib", entries),
+                        os.path.join(root, "usr/lib", entries))
+        run(program, "--root=" + root, *options)
+        return root
 
-    def test_the_group_of_the_policy_is_created(self):
-        self.assertIn("\ng perimond -\n", self.text("{prefix}/lib/sysusers.d/tarvelperimond.conf"))
+    def test_the_folders_and_the_lock_of_the_boot_environment_are_made(self):
+        root = self.set_up_by_systemd("systemd-tmpfiles", "tmpfiles.d", "--create")
+        for path, mode in {
+            "etc/tarvel/TarvelPerimond": 0o40755,
+            "etc/tarvel/TarvelPerimond/button-scripts": 0o40755,
+            "etc/tarvel/TarvelPerimond/dio-scripts": 0o40755,
+            "run/lock/fw_printenv.lock": 0o100600,
+        }.items():
+            with self.subTest(path):
+                status = os.stat(os.path.join(root, path))
+                self.assertEqual((status.st_mode, status.st_uid, status.st_gid), (mode, 0, 0))
+
+    def test_the_group_of_the_policy_is_made_and_empty(self):
+        root = self.set_up_by_systemd("systemd-sysusers", "sysusers.d")
+        with open(os.path.join(root, "etc/group"), encoding="utf-8") as file:
+            self.assertRegex(file.read(), r"(?m)^perimond:.*:$")
 
 
 if __name__ == "__main__":
-    tap.main()
+    perimond.main()
