@@ -187,21 +187,3 @@ INTERFACES = {
         properties={"Name": "s", "DeviceName": "s", "DeviceDetected": "b", "Socket": "s"},
     ),
 }
-
-# The slot of each peripheral interface in the generated object type, by its property name.
-OBJECT_SLOTS = {
-    "obj": "com.tarvel.Perimond.Obj",
-    "obj-button": "com.tarvel.Perimond.Obj.Button",
-    "obj-buzzer": "com.tarvel.Perimond.Obj.Buzzer",
-    "obj-can": "com.tarvel.Perimond.Obj.CAN",
-    "obj-cellular": "com.tarvel.Perimond.Obj.Cellular",
-    "obj-console": "com.tarvel.Perimond.Obj.Console",
-    "obj-dio": "com.tarvel.Perimond.Obj.DIO",
-    "obj-disk": "com.tarvel.Perimond.Obj.Disk",
-    "obj-ethernet": "com.tarvel.Perimond.Obj.Ethernet",
-    "obj-led": "com.tarvel.Perimond.Obj.LED",
-    "obj-partition": "com.tarvel.Perimond.Obj.Partition",
-    "obj-serial-port": "com.tarvel.Perimond.Obj.SerialPort",
-    "obj-socket": "com.tarvel.Perimond.Obj.Socket",
-    "obj-wi-fi": "com.tarvel.Perimond.Obj.WiFi",
-}
