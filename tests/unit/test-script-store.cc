@@ -1,0 +1,294 @@
+#include "peripherals/zolv-script-store.h"
+
+#include "tvl-log.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace faults = zolv::script_faults;
+
+constexpr std::array add_refusals = {
+    zolv::ScriptRefusal{faults::source_missing, ZOLV_CORE_ERROR_INVAL_ARG, "source missing"},
+    zolv::ScriptRefusal{faults::source_unreadable, ZOLV_CORE_ERROR_INVAL_FILE_ATTR, "unreadable"},
+    zolv::ScriptRefusal{faults::source_not_regular, ZOLV_CORE_ERROR_INVAL_FILE_TYPE, "irregular"},
+    zolv::ScriptRefusal{faults::name_too_long, ZOLV_CORE_ERROR_INVAL_FILE_NAME, "too long"},
+    zolv::ScriptRefusal{faults::name_malformed, ZOLV_CORE_ERROR_INVAL_FILE_NAME, "malformed"},
+    zolv::ScriptRefusal{faults::name_reserved, ZOLV_CORE_ERROR_INVAL_FILE_NAME, "reserved"},
+    zolv::ScriptRefusal{faults::name_taken, ZOLV_CORE_ERROR_INVAL_ARG, "name taken"},
+    zolv::ScriptRefusal{faults::script_taken, ZOLV_CORE_ERROR_INVAL_ARG, "script taken"},
+};
+constexpr std::array remove_refusals = {
+    zolv::ScriptRefusal{faults::name_unknown, ZOLV_CORE_ERROR_INVAL_ARG, "unknown"},
+    zolv::ScriptRefusal{faults::script_in_use, ZOLV_CORE_ERROR_NOT_PERMIT, "in use"},
+};
+
+class ScriptStore : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        std::array<char, 40> folder{"/tmp/test-script-store-XXXXXX"};
+
+        ASSERT_GE(tvl_log_setup(nullptr), 0);
+        ASSERT_NE(mkdtemp(folder.data()), nullptr);
+        root_ = folder.data();
+        directory_ = (root_ / "scripts").string();
+        fs::create_directory(directory_);
+        kind_ = {directory_.c_str(), ".word",       add_refusals,    "copy failed",
+                 "mode failed",      "link failed", remove_refusals, ZOLV_CORE_ERROR_FAILED,
+                 "script gone",      nullptr};
+        write_file(source(), "#!/bin/true\n");
+    }
+    void TearDown() override
+    {
+        tvl_log_shutdown();
+        fs::remove_all(root_);
+    }
+
+    static void write_file(const fs::path &path, const std::string &text)
+    {
+        std::ofstream(path) << text;
+    }
+    fs::path source() const { return root_ / "source.sh"; }
+    fs::path inside(const std::string &name) const { return fs::path(directory_) / name; }
+
+    /* "" on success, else the error. */
+    std::string add(const std::string &name, const fs::path &path)
+    {
+        g_autoptr(GError) error = nullptr;
+
+        return store().add(name.c_str(), path.c_str(), &error) ? "" : error->message;
+    }
+    std::string remove(const std::string &name)
+    {
+        g_autoptr(GError) error = nullptr;
+
+        return store().remove(name.c_str(), &error) ? "" : error->message;
+    }
+    std::string names()
+    {
+        std::vector<zolv::ScriptStore::Link> links;
+        std::string all;
+
+        EXPECT_TRUE(store().list(links, nullptr));
+        std::sort(links.begin(), links.end(),
+                  [](const auto &a, const auto &b) { return a.name < b.name; });
+        for (const auto &link : links)
+            all += link.name + ">" + link.target + " ";
+        return all;
+    }
+    zolv::ScriptStore &store()
+    {
+        if (store_ == nullptr)
+            store_ = std::make_unique<zolv::ScriptStore>(kind_);
+        return *store_;
+    }
+
+    fs::path root_;
+    std::string directory_;
+    zolv::ScriptKind kind_{};
+
+  private:
+    std::unique_ptr<zolv::ScriptStore> store_;
+};
+
+TEST_F(ScriptStore, InstallsACopyWithARunBitAndALink)
+{
+    struct stat info;
+
+    umask(0077);
+    EXPECT_EQ(add("word", source()), "");
+    umask(0022);
+    ASSERT_EQ(lstat(inside("source.sh").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode, S_IFREG | 0755U);
+    EXPECT_EQ(fs::read_symlink(inside("word.word")), inside("source.sh"));
+    EXPECT_TRUE(store().registered("word"));
+    EXPECT_FALSE(store().in_use("word"));
+}
+
+TEST_F(ScriptStore, FollowsALinkToTheSourceAndKeepsTheLinksName)
+{
+    fs::create_symlink(source(), root_ / "alias");
+    EXPECT_EQ(add("word", root_ / "alias"), "");
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(inside("alias"))));
+}
+
+TEST_F(ScriptStore, RefusesASourceThatIsNoRegularFileWithoutOpeningIt)
+{
+    sockaddr_un address{};
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+
+    ASSERT_EQ(mkfifo((root_ / "fifo").c_str(), 0600), 0);
+    address.sun_family = AF_UNIX;
+    (root_ / "socket").string().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(fd);
+    for (const fs::path &path :
+         {root_ / "fifo", root_ / "socket", root_, root_ / "..", fs::path("/dev/null")})
+        EXPECT_EQ(add("word", path), "irregular") << path;
+    EXPECT_TRUE(fs::is_empty(directory_));
+}
+
+TEST_F(ScriptStore, DoesNotFindASourceBehindAFileALoopOrALinkToNowhere)
+{
+    fs::create_symlink("loop", root_ / "loop");
+    fs::create_symlink("nowhere", root_ / "dangling");
+    for (const fs::path &path :
+         {root_ / "absent", source() / "below", root_ / "loop", root_ / "dangling", fs::path(""),
+          fs::path(source().string() + "/"), fs::path("/" + std::string(300, 'x'))})
+        EXPECT_EQ(add("word", path), "source missing") << path;
+}
+
+TEST_F(ScriptStore, ChecksTheNameInOrder)
+{
+    store().reserve("mine");
+    EXPECT_EQ(add(std::string(31, 'a'), source()), "");
+    EXPECT_EQ(add(std::string(32, ' '), source()), "too long");
+    for (const char *name : {"a b", "a.b", "../a", "a/b", "\xc3\xa4", "\xff"})
+        EXPECT_EQ(add(name, source()), "malformed") << name;
+    EXPECT_EQ(add("mine", source()), "reserved");
+    EXPECT_EQ(add(std::string(31, 'a'), source()), "name taken");
+    EXPECT_EQ(add("word", source()), "script taken");
+}
+
+TEST_F(ScriptStore, RefusesAScriptThatWouldBeItsOwnLink)
+{
+    fs::copy(source(), root_ / "word.word");
+    EXPECT_EQ(add("word", root_ / "word.word"), "script taken");
+    EXPECT_TRUE(fs::is_empty(directory_));
+}
+
+TEST_F(ScriptStore, DoesNotWriteThroughADanglingLinkInTheScriptsPlace)
+{
+    fs::create_symlink(root_ / "victim", inside("source.sh"));
+    EXPECT_EQ(add("word", source()), "script taken");
+    EXPECT_FALSE(fs::exists(root_ / "victim"));
+}
+
+TEST_F(ScriptStore, SetsNothingUpWhenTheScriptCannotBeCopied)
+{
+    fs::remove_all(directory_);
+    EXPECT_EQ(add("word", source()), "copy failed");
+    EXPECT_FALSE(store().registered("word"));
+}
+
+TEST_F(ScriptStore, RefusesAScriptLargerThanTheFreeSpace)
+{
+    const fs::path large = root_ / "large";
+
+    write_file(large, "");
+    if (truncate(large.c_str(), off_t{1} << 43U) != 0)
+        GTEST_FAIL() << "the file system of /tmp takes no sparse files";
+    EXPECT_EQ(add("word", large), "copy failed");
+    EXPECT_TRUE(fs::is_empty(directory_));
+}
+
+TEST_F(ScriptStore, CopiesTheFileThatItChecked)
+{
+    const zolv::ScriptSource opened(source().c_str());
+    std::array<char, 16> text{};
+
+    fs::remove(source());
+    write_file(source(), "another");
+    const zolv::UniqueFd content = opened.open_content();
+    ASSERT_TRUE(content);
+    EXPECT_EQ(read(content.get(), text.data(), text.size()), 12);
+    EXPECT_STREQ(text.data(), "#!/bin/true\n");
+}
+
+TEST_F(ScriptStore, ListsLinksWithItsSuffixAlone)
+{
+    write_file(inside("plain.word"), "");
+    write_file(inside("script"), "");
+    fs::create_symlink("/else/where", inside("b.word"));
+    fs::create_symlink("a.word", inside("a.word"));
+    fs::create_symlink("script", inside("c.other"));
+    EXPECT_EQ(names(), "a>a.word b>/else/where ");
+    EXPECT_TRUE(store().registered("a"));
+    EXPECT_TRUE(store().exists("a"));
+    EXPECT_FALSE(store().exists("plain"));
+}
+
+TEST_F(ScriptStore, FailsToListADirectoryThatIsNotThere)
+{
+    std::vector<zolv::ScriptStore::Link> links;
+    g_autoptr(GError) error = nullptr;
+
+    fs::remove_all(directory_);
+    EXPECT_FALSE(store().list(links, &error));
+    EXPECT_NE(error, nullptr);
+}
+
+TEST_F(ScriptStore, KnowsNoNameThatLeadsOutOfTheDirectory)
+{
+    fs::create_symlink(source(), root_ / "outside.word");
+    EXPECT_FALSE(store().exists("../outside"));
+    EXPECT_EQ(remove("../outside"), "unknown");
+    EXPECT_TRUE(fs::is_symlink(root_ / "outside.word"));
+}
+
+TEST_F(ScriptStore, RemovesLinkScriptAndRegistration)
+{
+    EXPECT_EQ(add("word", source()), "");
+    EXPECT_EQ(remove("word"), "");
+    EXPECT_TRUE(fs::is_empty(directory_));
+    EXPECT_FALSE(store().registered("word"));
+    EXPECT_EQ(remove("word"), "unknown");
+}
+
+TEST_F(ScriptStore, RemovesNothingThatIsInUse)
+{
+    EXPECT_EQ(add("word", source()), "");
+    store().select("word", "DI1");
+    store().select("word", "DI2");
+    store().deselect("word", "DI1");
+    EXPECT_EQ(remove("word"), "in use");
+    EXPECT_TRUE(fs::exists(inside("word.word")));
+    store().deselect("word", "DI2");
+    EXPECT_EQ(remove("word"), "");
+}
+
+TEST_F(ScriptStore, KeepsALinkWhoseScriptIsGone)
+{
+    EXPECT_EQ(add("word", source()), "");
+    fs::remove(inside("source.sh"));
+    EXPECT_EQ(remove("word"), "script gone");
+    EXPECT_TRUE(fs::is_symlink(inside("word.word")));
+}
+
+TEST_F(ScriptStore, KeepsAScriptThatLiesElsewhere)
+{
+    fs::create_symlink(source(), inside("word.word"));
+    EXPECT_EQ(remove("word"), "");
+    EXPECT_FALSE(fs::is_symlink(inside("word.word")));
+    EXPECT_TRUE(fs::exists(source()));
+}
+
+TEST_F(ScriptStore, ReadsARelativeLinkFromItsDirectory)
+{
+    write_file(inside("script"), "");
+    fs::create_symlink("./script", inside("word.word"));
+    EXPECT_EQ(remove("word"), "");
+    EXPECT_TRUE(fs::is_empty(directory_));
+}
+
+TEST_F(ScriptStore, CutsLongNamesWhereTheKindSaysSo)
+{
+    fs::create_symlink("script", inside(std::string(40, 'n') + ".word"));
+    kind_.name_cut = "Name truncated\n";
+    EXPECT_TRUE(store().registered(std::string(31, 'n')));
+    EXPECT_FALSE(store().registered(std::string(40, 'n')));
+}
+
+} // namespace
