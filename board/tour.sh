@@ -1,0 +1,117 @@
+# The tour through the daemon's main job, for a board that runs already. The caller sets
+#   tour_run      runs a command on the board:        tour_run busctl ...
+#   tour_verb     acts on the board:                  tour_verb read 4
+#   tour_daemon   the daemon's log lines so far
+#   class_led, class_led_label, gpio_led, gpio_line   what the board's plugin calls its LEDs
+# shellcheck shell=bash disable=SC2154
+
+bus_name=com.tarvel.Perimond
+root_path=/com/tarvel/Perimond
+
+if [ -t 1 ]; then
+    bold=$(tput bold 2>/dev/null) plain=$(tput sgr0 2>/dev/null)
+else
+    bold='' plain=''
+fi
+
+say() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
+show() { printf '  %s\n' "$*"; }
+fail() {
+    printf 'The tour failed: %s\n' "$*" >&2
+    exit 1
+}
+
+# call OBJECT METHOD [SIGNATURE ARGUMENT...]: a call on a peripheral object, as anybody would type it.
+call() {
+    local interface=$root_path/$1
+    interface=${bus_name}.Obj.${1%%/*}
+    show "\$ busctl call $bus_name $root_path/$1 $interface ${*:2}"
+    tour_run busctl call "$bus_name" "$root_path/$1" "$interface" "${@:2}" 2>&1 | sed 's/^/    /'
+}
+
+# expect WHAT WANTED COMMAND...: shows what a command prints, which must hold WANTED.
+expect() {
+    local what=$1 wanted=$2 got
+    shift 2
+    got=$("$@" 2>&1)
+    show "$what: $(tr -s '\n ' '  ' <<<"$got")"
+    case $got in
+    *"$wanted"*) ;;
+    *) fail "$what should be '$wanted'" ;;
+    esac
+}
+
+# await PATTERN: waits for a line of the daemon's log, and shows it.
+await() {
+    local line
+    for _ in $(seq 100); do
+        line=$(tour_daemon | grep -m 1 -e "$1") && { show "log: $line"; return; }
+        sleep 0.1
+    done
+    fail "no line '$1' in the daemon's log"
+}
+
+tour_identity() {
+    say "The boot environment names the model; its plugin is loaded."
+    await 'Use model plugin'
+    await 'TarvelPerimond Started'
+    for property in ModelName SerialNumber Version; do
+        expect "$property" '"' tour_run busctl get-property $bus_name $root_path $bus_name $property
+    done
+    say "Every peripheral is an object on the bus."
+    tour_run busctl --list tree $bus_name | sed 's/^/    /'
+}
+
+tour_class_led() {
+    say "An LED that a kernel driver owns: the call changes its trigger and brightness."
+    call "LED/$class_led" SetState u 1
+    expect "the LED $class_led_label (trigger, brightness)" 'none 1' tour_verb led "$class_led_label"
+    call "LED/$class_led" SetState u 2
+    expect "the LED $class_led_label" 'heartbeat' tour_verb led "$class_led_label"
+    call "LED/$class_led" GetState
+    call "LED/$class_led" SetState u 0
+    expect "the LED $class_led_label" 'none 0' tour_verb led "$class_led_label"
+}
+
+tour_gpio_led() {
+    say "An LED on a GPIO line: the daemon drives the line, and makes the heartbeat itself."
+    call "LED/$gpio_led" SetState u 1
+    expect "line $gpio_line" 1 tour_verb read "$gpio_line"
+    call "LED/$gpio_led" SetState u 0
+    expect "line $gpio_line" 0 tour_verb read "$gpio_line"
+    call "LED/$gpio_led" SetState u 2
+    local levels='' level
+    for _ in $(seq 120); do
+        level=$(tour_verb read "$gpio_line")
+        [ "${levels: -1}" = "$level" ] || levels+=$level
+        [ ${#levels} -ge 6 ] && break
+        sleep 0.02
+    done
+    show "line $gpio_line, each change seen: $levels"
+    [ ${#levels} -ge 6 ] || fail "the line does not blink"
+    call "LED/$gpio_led" SetState u 0
+    expect "line $gpio_line" 0 tour_verb read "$gpio_line"
+}
+
+tour_wrong_call() {
+    say "A wrong call changes nothing, and answers with its D-Bus error."
+    show "\$ gdbus call ... LED.SetState 3"
+    expect "answer" 'com.tarvel.Perimond.Error.Core.InvalidArgument: Invalid LED state' \
+        tour_run gdbus call --system -d $bus_name -o "$root_path/LED/$class_led" \
+        -m $bus_name.Obj.LED.SetState 3
+}
+
+# tour_hot_plug PLUG-WORDS -- UNPLUG-WORDS -- NAME: a device comes and goes.
+tour_hot_plug() {
+    local plug=() unplug=()
+    while [ "$1" != -- ]; do plug+=("$1"); shift; done
+    shift
+    while [ "$1" != -- ]; do unplug+=("$1"); shift; done
+    say "A device comes and goes; the plugin hears of it."
+    show "board: ${plug[*]}"
+    tour_verb "${plug[@]}" >/dev/null
+    await "\[Board\] add .*'$2'"
+    show "board: ${unplug[*]}"
+    tour_verb "${unplug[@]}" >/dev/null
+    await "\[Board\] remove .*'$2'"
+}
