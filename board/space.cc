@@ -161,6 +161,8 @@ arrange_mounts(const std::string &directory)
     for (const char *name : {"/board", "/dbus", "/udev/data", "/lock"})
         fs::create_directories(run + name);
     chmod((run + "/lock").c_str(), 01777);
+    /* Without it libudev takes it that no udev runs, and hears no events. */
+    write_text(run + "/udev/control", "");
 
     shadow("/etc", stage);
     fs::remove("/etc/fw_env.config");

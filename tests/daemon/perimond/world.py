@@ -4,6 +4,7 @@ import os
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import time
@@ -57,6 +58,7 @@ class World:
         for name, value in (env or {}).items():
             self._options += ["--env", f"{name}={value}"]
         self._process = None
+        self._root = None
 
     def __enter__(self):
         return self.start()
@@ -103,6 +105,28 @@ class World:
                 found.append((operation, where, data[1:-1], result))
         return found
 
+    def path(self, path):
+        """A path of the board as this side reaches it. Absolute links on the way lead astray."""
+        if self._root is None:
+            with socket.socket(socket.AF_UNIX) as control:
+                control.connect(os.path.join(self.directory, "control"))
+                credentials = control.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12)
+            self._root = f"/proc/{struct.unpack('3i', credentials)[0]}/root"
+        return self._root + path
+
+    def read(self, path):
+        """What a file of the board holds."""
+        with open(self.path(path), errors="surrogateescape") as file:
+            return file.read()
+
+    def write(self, path, text):
+        """Writes to a file of the board that is there, in one go."""
+        file = os.open(self.path(path), os.O_WRONLY)
+        try:
+            os.write(file, os.fsencode(text))
+        finally:
+            os.close(file)
+
     def command(self, *words, pidfile=None):
         """The command line that runs a command on the board."""
         return [BOARD, "--world", self.directory, "exec",
@@ -113,6 +137,11 @@ class World:
         options = {"check": True, "stdout": subprocess.PIPE, "text": True,
                    "timeout": scaled(30), **options}
         return subprocess.run(self.command(*words), **options).stdout
+
+    def popen(self, *words, **options):
+        """Starts a command on the board, its output in a pipe."""
+        return subprocess.Popen(self.command(*words), **{
+            "stdout": subprocess.PIPE, "text": True, **options})
 
     def bus(self):
         """A new connection to the board's system bus."""
