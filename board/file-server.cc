@@ -280,12 +280,19 @@ op_unlink(fuse_req_t request, fuse_ino_t parent, const char *name)
         fuse_reply_err(request, directory->remove(name) ? 0 : ENOENT);
 }
 
+/* Each close(); whoever closes waits for it, so it stands in its place in the record. */
+void
+op_flush(fuse_req_t request, fuse_ino_t, fuse_file_info *info)
+{
+    note(request, "close", *open_file(info).file, 0);
+    fuse_reply_err(request, 0);
+}
+
+/* The last close() is over, some time ago. */
 void
 op_release(fuse_req_t request, fuse_ino_t, fuse_file_info *info)
 {
-    std::unique_ptr<OpenFile> open(&open_file(info));
-
-    note(request, "close", *open->file, 0);
+    delete &open_file(info);
     fuse_reply_err(request, 0);
 }
 
@@ -429,6 +436,7 @@ operations()
     ops.open = op_open;
     ops.create = op_create;
     ops.unlink = op_unlink;
+    ops.flush = op_flush;
     ops.release = op_release;
     ops.read = op_read;
     ops.write = op_write;

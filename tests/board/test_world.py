@@ -64,8 +64,8 @@ class WorldTest(perimond.BoardTest):
                                          stderr=subprocess.DEVNULL), -signal.SIGABRT)
 
     def test_signals_reach_a_command(self):
-        command = self.world.popen("sh", "-c", "trap 'echo TERM; exit 3' TERM; echo; read x",
-                                   stdin=subprocess.PIPE)
+        command = self.world.popen("sh", "-c", "trap 'echo TERM; exit 3' TERM; echo; "
+                                   "while :; do sleep 0.01; done")
         command.stdout.readline()
         command.terminate()
         self.assertEqual((command.communicate(timeout=5)[0], command.returncode), ("TERM\n", 3))

@@ -54,11 +54,9 @@ class DaemonTest(unittest.TestCase):
             self.stop_daemon()
 
     def _report_and_stop(self):
-        failed = any(error for _, error in self._outcome.errors) if hasattr(
-            self._outcome, "errors") else not self._outcome.success
-        if not failed and hasattr(self._outcome, "result"):
-            result = self._outcome.result
-            failed = any(test is self for test, _ in result.failures + result.errors)
+        result = self._outcome.result
+        failed = any(test is self or getattr(test, "test_case", None) is self
+                     for test, _ in result.failures + result.errors)
         if failed and hasattr(self, "_log_path"):
             for path in (self._log_path, self._error_path):
                 with contextlib.suppress(OSError), open(path, errors="backslashreplace") as file:
