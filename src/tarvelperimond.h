@@ -18,6 +18,10 @@
 #include "helpers/zolv-helpers-sysfs-pwm.h"
 #include "helpers/zolv-helpers-ubootenv.h"
 
+#include "peripherals/buzzer/zolv-buzzer-gpio.h"
+#include "peripherals/buzzer/zolv-buzzer-pcspkr.h"
+#include "peripherals/buzzer/zolv-buzzer-pwm.h"
+#include "peripherals/buzzer/zolv-buzzer.h"
 #include "peripherals/led/zolv-led-gpio.h"
 #include "peripherals/led/zolv-led.h"
 

@@ -25,6 +25,24 @@ static const struct {
     {"USR2", 5, TRUE, "User 2"},
 };
 
+/* Buzzers on plain GPIO lines. */
+static const struct {
+    const char *name;
+    int pin;
+    guint direction;
+} gpio_buzzers[] = {
+    {"ALARM", 6, GPIO_DIRECTION_OUT},
+    {"SENSE", 7, GPIO_DIRECTION_IN}, /* switched by the board itself */
+};
+
+/* Input devices that take tones. */
+static const struct {
+    const char *name;
+    const char *device;
+} speakers[] = {
+    {"SPEAKER", "/dev/input/event2"},
+};
+
 static void
 create_leds(ZolvBaseManager *manager)
 {
@@ -44,10 +62,32 @@ create_leds(ZolvBaseManager *manager)
     }
 }
 
+static void
+create_buzzers(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(gpio_buzzers); i++) {
+        ZolvObj *buzzer = zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_GPIO,
+                                                              gpio_buzzers[i].name);
+
+        zolv_buzzer_gpio_define_gpio(ZOLV_BUZZER_GPIO(buzzer), gpio_buzzers[i].pin,
+                                     gpio_buzzers[i].direction);
+    }
+    for (gsize i = 0; i < G_N_ELEMENTS(speakers); i++) {
+        ZolvObj *buzzer =
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PCSPKR, speakers[i].name);
+
+        zolv_buzzer_pcspkr_define(ZOLV_BUZZER_PCSPKR(buzzer), speakers[i].device);
+    }
+    /* Always channel 0 of pwmchip0, so a board has one at most. */
+    zolv_buzzer_pwm_define(ZOLV_BUZZER_PWM(
+        zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PWM, "TONE")));
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
     create_leds(manager);
+    create_buzzers(manager);
 }
 
 void

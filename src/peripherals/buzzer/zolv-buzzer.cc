@@ -1,0 +1,127 @@
+#include "peripherals/buzzer/zolv-buzzer.h"
+
+#include "zolv-assert.h"
+#include "zolv-bus-call.h"
+#include "zolv-raii.h"
+
+struct _ZolvBuzzerPrivate {
+    zolv::ObjectPtr<ZolvGdbusObjBuzzer> skeleton{zolv_gdbus_obj_buzzer_skeleton_new()};
+};
+
+G_DEFINE_ABSTRACT_TYPE(ZolvBuzzer, zolv_buzzer, ZOLV_TYPE_OBJ)
+
+static gboolean
+handle_set_state(ZolvGdbusObjBuzzer *skeleton, GDBusMethodInvocation *invocation, guint state,
+                 ZolvBuzzer *self)
+{
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "SetState(%d)", static_cast<int>(state));
+
+    if (zolv_buzzer_set_state(self, state, call.error()))
+        zolv_gdbus_obj_buzzer_complete_set_state(skeleton, call.ok());
+    return G_DBUS_METHOD_INVOCATION_HANDLED;
+}
+
+static gboolean
+handle_get_state(ZolvGdbusObjBuzzer *skeleton, GDBusMethodInvocation *invocation, ZolvBuzzer *self)
+{
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "GetState()");
+    guint state = 0;
+
+    if (zolv_buzzer_get_state(self, &state, call.error()))
+        zolv_gdbus_obj_buzzer_complete_get_state(
+            skeleton, call.ok(", state=%d", static_cast<int>(state)), state);
+    return G_DBUS_METHOD_INVOCATION_HANDLED;
+}
+
+static gboolean
+buzzer_set_state(ZolvBuzzer *, guint, GError **)
+{
+    ZOLV_ASSERT_NOT_REACHED();
+}
+
+static gboolean
+buzzer_get_state(ZolvBuzzer *, guint *, GError **)
+{
+    ZOLV_ASSERT_NOT_REACHED();
+}
+
+static void
+buzzer_export_obj(ZolvBuzzer *self)
+{
+    zolv_obj_export(ZOLV_OBJ(self));
+}
+
+static void
+buzzer_unexport_obj(ZolvBuzzer *self)
+{
+    zolv_obj_unexport(ZOLV_OBJ(self));
+}
+
+static void
+buzzer_set_device_type(ZolvBuzzer *self, guint type)
+{
+    zolv_gdbus_obj_buzzer_set_device_type(self->priv->skeleton.get(), type);
+}
+
+static void
+buzzer_set_gpio_pin(ZolvBuzzer *self, int pin)
+{
+    zolv_gdbus_obj_buzzer_set_gpiopin(self->priv->skeleton.get(), pin);
+}
+
+static void
+zolv_buzzer_init(ZolvBuzzer *self)
+{
+    self->priv = new ZolvBuzzerPrivate;
+    ZolvGdbusObjBuzzer *skeleton = self->priv->skeleton.get();
+
+    zolv_gdbus_obj_buzzer_set_device_type(skeleton, ZOLV_BUZZER_DEVICE_TYPE_NONE);
+    zolv_gdbus_obj_buzzer_set_gpiopin(skeleton, -1);
+    zolv_gdbus_object_skeleton_set_obj_buzzer(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton);
+    zolv::connect_handlers(skeleton, ZOLV_OBJ(self),
+                           {{"handle-set-state", G_CALLBACK(handle_set_state)},
+                            {"handle-get-state", G_CALLBACK(handle_get_state)}});
+}
+
+static void
+zolv_buzzer_finalize(GObject *object)
+{
+    delete ZOLV_BUZZER(object)->priv;
+    G_OBJECT_CLASS(zolv_buzzer_parent_class)->finalize(object);
+}
+
+static void
+zolv_buzzer_class_init(ZolvBuzzerClass *klass)
+{
+    G_OBJECT_CLASS(klass)->finalize = zolv_buzzer_finalize;
+    klass->set_state = buzzer_set_state;
+    klass->get_state = buzzer_get_state;
+    klass->export_obj = buzzer_export_obj;
+    klass->unexport_obj = buzzer_unexport_obj;
+    klass->set_device_type = buzzer_set_device_type;
+    klass->set_gpio_pin = buzzer_set_gpio_pin;
+}
+
+void
+zolv_buzzer_define_gpio(ZolvBuzzer *self, int pin)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BUZZER(self));
+    ZOLV_BUZZER_GET_CLASS(self)->set_gpio_pin(self, pin);
+}
+
+gboolean
+zolv_buzzer_set_state(ZolvBuzzer *self, guint state, GError **error)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BUZZER(self));
+    return ZOLV_BUZZER_GET_CLASS(self)->set_state(self, state, error);
+}
+
+gboolean
+zolv_buzzer_get_state(ZolvBuzzer *self, guint *state, GError **error)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BUZZER(self));
+    return ZOLV_BUZZER_GET_CLASS(self)->get_state(self, state, error);
+}
