@@ -72,15 +72,26 @@ create_buzzers(ZolvBaseManager *manager)
         zolv_buzzer_gpio_define_gpio(ZOLV_BUZZER_GPIO(buzzer), gpio_buzzers[i].pin,
                                      gpio_buzzers[i].direction);
     }
-    for (gsize i = 0; i < G_N_ELEMENTS(speakers); i++) {
-        ZolvObj *buzzer =
-            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PCSPKR, speakers[i].name);
-
-        zolv_buzzer_pcspkr_define(ZOLV_BUZZER_PCSPKR(buzzer), speakers[i].device);
-    }
     /* Always channel 0 of pwmchip0, so a board has one at most. */
     zolv_buzzer_pwm_define(ZOLV_BUZZER_PWM(
         zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PWM, "TONE")));
+}
+
+/* A speaker comes and goes with its input device; the buzzer stays the same object. */
+static void
+handle_speaker_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(speakers); i++) {
+        if (g_strcmp0(g_udev_device_get_device_file(device), speakers[i].device) != 0)
+            continue;
+        ZolvBuzzerPcspkr *buzzer = ZOLV_BUZZER_PCSPKR(zolv_base_manager_create_new_object(
+            manager, ZOLV_TYPE_BUZZER_PCSPKR, speakers[i].name));
+
+        if (g_strcmp0(action, "add") == 0)
+            zolv_buzzer_pcspkr_define(buzzer, speakers[i].device);
+        else if (g_strcmp0(action, "remove") == 0)
+            zolv_buzzer_pcspkr_remove(buzzer);
+    }
 }
 
 void
@@ -99,7 +110,7 @@ platform_shutdown(ZolvBaseManager *manager)
 void
 uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
 {
-    (void)manager;
     _tvl_log(TVL_LOG_INFO, "[Board] %s %s '%s'", action, g_udev_device_get_subsystem(device),
              g_udev_device_get_name(device));
+    handle_speaker_event(manager, action, device);
 }
