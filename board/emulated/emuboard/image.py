@@ -36,7 +36,8 @@ ENVIRONMENT_SIZE = 0x4000
 
 # Register page, as far as it is not zero when the kernel starts: offset and 32-bit word.
 IMX_REGISTERS = {
-    0x0008: 1 << 8 | 1 << 9 | 1 << 20 | 1 << 21,  # bank 0: idle keys and I2C lines are high
+    # Bank 0: what pulls up the active-low LED, the keys and the I2C lines
+    0x0008: 1 << 3 | 1 << 8 | 1 << 9 | 1 << 20 | 1 << 21,
     0x8800: 0x824311,  # chip revision register: i.MX8MP
     0x9098: 0x8,  # UART: transmitter empty
 }

@@ -309,7 +309,7 @@ class Board:
         """The level on a line as a meter would show it."""
         return self.lines.output(line) if self.lines.is_output(line) else self.lines.input(line)
 
-    def press(self, button):
+    def hold(self, button):
         self.turn(self._button(button), 0)
 
     def release(self, button):
@@ -344,6 +344,7 @@ class Board:
         self.monitor.ask("device_add", **device)
 
     def unplug(self, name):
+        """Pulls a device out, whatever it is doing."""
         self.monitor.ask("device_del", id=name)
         self.monitor.wait_event("DEVICE_DELETED", device=name)
         for command, argument, value in (("blockdev-del", "node_name", f"{name}-medium"),

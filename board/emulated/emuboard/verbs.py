@@ -1,0 +1,124 @@
+"""The verbs that act on a board while it runs. Those that the simulated board has as well have the
+same words and the same output there, so that a scenario runs on both."""
+
+import shlex
+import time
+
+from .common import BoardError
+from .lines import Lines
+from .machine import BUTTONS, PLUGGED
+
+
+def level(word):
+    if word not in ("0", "1"):
+        raise BoardError("a level is 0 or 1")
+    return int(word)
+
+
+def number(word):
+    try:
+        return int(word, 0)
+    except ValueError:
+        raise BoardError(f"{word} is not a number") from None
+
+
+def turn(board, line, value):
+    board.turn(number(line), level(value))
+
+
+def read(board, line):
+    return f"{board.read(number(line))}\n"
+
+
+def lines(board):
+    shown = ""
+    for line in range(Lines.COUNT):
+        way = "out" if board.lines.is_output(line) else "in"
+        shown += f"{line} {way} {board.read(line)}\n"
+    return shown
+
+
+def press(board, button, seconds="0.05"):
+    # Shorter than the kernel's debouncing, the press would not be seen.
+    board.hold(button)
+    time.sleep(float(seconds))
+    board.release(button)
+
+
+def hold(board, button):
+    board.hold(button)
+
+
+def release(board, button):
+    board.release(button)
+
+
+def plug(board, subsystem, name, image=None):
+    board.plug(subsystem, name, image)
+
+
+def unplug(board, *words):
+    board.unplug(words[-1])
+
+
+def env(board, name=None, value=None):
+    if name is None:
+        return board.call("fw_printenv") + "\n"
+    if value is None:
+        return board.call(f"fw_printenv -n {shlex.quote(name)}") + "\n"
+    board.call(f"fw_setenv {shlex.quote(name)} {shlex.quote(value)}")
+
+
+def unenv(board, name):
+    board.call(f"fw_setenv {shlex.quote(name)}")
+
+
+def led(board, name=None):
+    where = "/sys/class/leds"
+    names = [name] if name else board.call(f"ls {where}").split()
+    shown = ""
+    for each in names:
+        folder = shlex.quote(f"{where}/{each}")
+        trigger, brightness = board.call(f"cat {folder}/trigger {folder}/brightness").splitlines()
+        chosen = trigger.split("[")[1].split("]")[0]
+        shown += f"{'' if name else each + ' '}{chosen} {brightness}\n"
+    return shown
+
+
+def pwm(board, chip, channel):
+    folder = f"/sys/class/pwm/pwmchip{number(chip)}/pwm{number(channel)}"
+    period, duty, polarity, enabled = board.call(
+        f"cd {folder} && cat period duty_cycle polarity enable").split()
+    return f"{period} {duty} {polarity} {'on' if enabled == '1' else 'off'}\n"
+
+
+# word: (function, arguments, help)
+VERBS = {
+    "turn": (turn, "LINE LEVEL", "drives an input line to a physical level, 0 or 1"),
+    "pin": (turn, "LINE LEVEL", "the same as turn"),
+    "read": (read, "LINE", "prints the physical level of a line"),
+    "out": (read, "LINE", "the same as read"),
+    "lines": (lines, "", "lists all lines: direction, physical level"),
+    "press": (press, "BUTTON [SECONDS]", f"pushes a button ({', '.join(BUTTONS)}), lets it go"),
+    "hold": (hold, "BUTTON", "pushes a button and keeps it down"),
+    "release": (release, "BUTTON", "lets a button go"),
+    "plug": (plug, "SUBSYSTEM NAME [IMAGE]",
+             f"plugs in a device ({', '.join(PLUGGED)}); a block device can have an image"),
+    "unplug": (unplug, "[SUBSYSTEM] NAME", "pulls it out again"),
+    "env": (env, "[NAME [VALUE]]", "prints the boot environment or a variable of it, or sets one"),
+    "unenv": (unenv, "NAME", "removes a variable of the boot environment"),
+    "led": (led, "[NAME]", "prints an LED's trigger and brightness, or those of all"),
+    "pwm": (pwm, "CHIP CHANNEL", "prints period, duty cycle (ns), polarity and on or off"),
+}
+
+
+def do(board, word, *words):
+    """Acts on the board; returns what the verb prints."""
+    if word not in VERBS:
+        raise BoardError(f"there is no verb {word}")
+    function, arguments, _ = VERBS[word]
+    most = len(arguments.replace("[", "").replace("]", "").split())
+    least = len([name for name in arguments.split() if "[" not in name and "]" not in name])
+    if not least <= len(words) <= most:
+        raise BoardError(f"usage: {word} {arguments}")
+    return function(board, *words) or ""

@@ -1,0 +1,178 @@
+"""What the system tests stand on: one emulated board for a class of tests, with the daemon that
+systemd started on it, reached over its bus as from any program."""
+
+import contextlib
+import json
+import os
+import pathlib
+import shlex
+import sys
+import time
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE.parents[1] / "board/emulated"), str(HERE.parent / "daemon")]
+
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib
+
+from emuboard.common import Folder
+from emuboard.machine import Board
+from emuboard.verbs import do
+from perimond.bus import ERRORS, BusObject, Recorder
+from perimond.world import wait_until
+
+UNIT = "tarvelperimond.service"
+STARTED = "<info>  [Manager] TarvelPerimond Started"
+FOLDER = Folder(os.environ.get("BOARD_DIR", HERE.parents[1] / "build-board"))
+
+
+class BoardTest(unittest.TestCase):
+    """The tests of a class share a board that is as it was when it had just booted."""
+
+    maxDiff = None
+    computer = "imx8mp"
+    disk = None
+    debug = False  # whether the daemon is started again with its debug messages
+
+    @classmethod
+    def setUpClass(cls):
+        cls.board = Board(FOLDER, "test")
+        cls.board.start(cls.computer, disk=cls.disk)
+        cls.addClassCleanup(cls.board.cut)
+        cls._connections = {}
+        if cls.debug:
+            cls.board.call(f"mkdir -p /run/systemd/system/{UNIT}.d && printf '[Service]\\n"
+                           "Environment=LOG_LEVEL=DEBUG\\n' >"
+                           f"/run/systemd/system/{UNIT}.d/debug.conf && systemctl daemon-reload")
+            cls.restart()
+
+    def run(self, result=None):
+        before = len(result.failures) + len(result.errors)
+        super().run(result)
+        if len(result.failures) + len(result.errors) > before and self.board.pid():
+            with contextlib.suppress(Exception):
+                print(f"--- journal\n{self.board.call('journalctl -b --no-pager | tail -n 60')}\n---",
+                      flush=True)
+
+    def do(self, *words):
+        """Acts on the board by one of its verbs; returns what the verb prints."""
+        return do(self.board, *map(str, words))
+
+    # The daemon
+
+    @classmethod
+    def systemctl(cls, *words):
+        return cls.board.call(f"systemctl {shlex.join(words)}")
+
+    @classmethod
+    def property(cls, name):
+        """What systemd knows of the daemon."""
+        return cls.board.call(f"systemctl show --value -p {name} {UNIT}")
+
+    @classmethod
+    def restart(cls):
+        """Starts the daemon again and waits until it has started; returns its lines since."""
+        mark = cls.mark()
+        cls.systemctl("restart", UNIT)
+        return cls.started_since(mark)
+
+    @classmethod
+    def started_since(cls, mark):
+        wait_until(lambda: STARTED in cls.lines_since(mark), "the daemon starts", 30)
+        return cls.lines_since(mark)
+
+    # The journal
+
+    @classmethod
+    def mark(cls):
+        """A place in the journal."""
+        cls.board.call("journalctl --sync")
+        return cls.board.call("journalctl -n 1 --show-cursor -q -o cat | tail -n 1").split(": ")[1]
+
+    @classmethod
+    def journal(cls, *words):
+        """Journal entries as dictionaries."""
+        text = cls.board.call(f"journalctl --sync; journalctl -o json --no-pager {shlex.join(words)}")
+        return [json.loads(line) for line in text.splitlines()]
+
+    @classmethod
+    def lines_since(cls, mark):
+        """The daemon's own lines, as it wrote them."""
+        return [text for entry in cls.journal(f"--after-cursor={mark}", "-u", UNIT)
+                if entry.get("_COMM") == "tarvelperimond"
+                for text in cls.message(entry).splitlines()]
+
+    @staticmethod
+    def message(entry):
+        text = entry["MESSAGE"]
+        # What is no plain text comes as a list of bytes.
+        return text if isinstance(text, str) else bytes(text or []).decode(errors="replace")
+
+    @contextlib.contextmanager
+    def log(self, containing=""):
+        """A list that holds, after the block, the lines that the daemon wrote during it."""
+        lines = []
+        mark = self.mark()
+        try:
+            yield lines
+        finally:
+            lines += [line for line in self.lines_since(mark) if containing in line]
+
+    # The bus
+
+    def bus(self, user="root"):
+        if user not in self._connections:
+            self._connections[user] = Gio.DBusConnection.new_for_address_sync(
+                self.board.bus_address(user),
+                Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+                | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+        return self._connections[user]
+
+    def bus_object(self, identifier, user="root"):
+        """The object LED/SYS as @user sees it; the manager is the empty identifier."""
+        return BusObject(self.bus(user), identifier)
+
+    def objects(self):
+        """The identifiers of all objects on the bus, sorted."""
+        managed = self.bus_object("").call("org.freedesktop.DBus.ObjectManager",
+                                           "GetManagedObjects")
+        return sorted(path.removeprefix("/com/tarvel/Perimond/") for path in managed)
+
+    def recorder(self, identifier=None, member=None):
+        recorder = Recorder(self.bus(), identifier, member)
+        self.addCleanup(recorder.close)
+        return recorder
+
+    @contextlib.contextmanager
+    def assertBusError(self, name, message=None):
+        """The block's call is refused so; a name without dots is one of the daemon's own."""
+        with self.assertRaises(GLib.Error) as caught:
+            yield
+        remote = Gio.DBusError.get_remote_error(caught.exception)
+        self.assertEqual(remote, name if "." in name else ERRORS + name)
+        if message is not None:
+            self.assertEqual(caught.exception.message.removeprefix(f"GDBus.Error:{remote}: "),
+                             message)
+
+    # Lines
+
+    def wait_level(self, line, level, seconds=5):
+        wait_until(lambda: self.board.read(line) == level, f"line {line} goes to {level}", seconds)
+
+    def changes(self, line, count, seconds=30):
+        """The next @count changes of a line, as (new level, seconds that it then held)."""
+        read = self.board.lines.output
+        end = time.monotonic() + seconds
+        level, at, seen = read(line), None, []
+        while len(seen) < count:
+            now = time.monotonic()
+            if now > end:
+                raise AssertionError(f"{len(seen)} changes of line {line} in {seconds} s")
+            if read(line) != level:
+                if at is not None:
+                    seen.append((level, now - at))
+                level, at = 1 - level, now
+        return seen
