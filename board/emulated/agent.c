@@ -113,31 +113,53 @@ become(const char *user)
         _exit(126);
 }
 
-/* A bus connection of @user. The caller on the host names its own uid when it authenticates; the
- * bus compares it with the uid of this process, so that one is put in its place. */
+/* Puts the uid of this process in the place of the caller's own, which means nothing here. */
+static void
+set_identity(char *line, size_t size)
+{
+    static const char external[] = "AUTH EXTERNAL ";
+    char uid[16];
+    size_t used = strlen(external);
+
+    if (strncmp(line, external, used) != 0)
+        return;
+    snprintf(uid, sizeof uid, "%u", getuid());
+    for (const char *digit = uid; *digit; digit++)
+        used += snprintf(line + used, size - used, "%02x", *digit);
+    snprintf(line + used, size - used, "\r");
+}
+
+/* A bus connection of @user. Until the caller has authenticated it speaks in lines. */
 static void
 serve_bus(int fd, const char *user)
 {
-    static const char external[] = "AUTH EXTERNAL ";
     struct sockaddr_un address = {AF_UNIX, BUS};
-    char line[512], uid[16], reply[512];
+    char buffer[CHUNK], line[512];
     int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct pollfd fds[] = {{fd, POLLIN, 0}, {bus, POLLIN, 0}};
 
     become(user);
     if (read_all(fd, line, 1) < 0 || connect(bus, (void *)&address, sizeof address) < 0 ||
-        write_all(bus, "", 1) < 0 || read_line(fd, line, sizeof line) < 0)
+        write_all(bus, "", 1) < 0)
         return;
-    if (strncmp(line, external, strlen(external)) == 0) {
-        int n = snprintf(uid, sizeof uid, "%u", getuid());
-        int used = snprintf(reply, sizeof reply, "%s", external);
-        for (int i = 0; i < n; i++)
-            used += snprintf(reply + used, sizeof reply - used, "%02x", uid[i]);
-        snprintf(reply + used, sizeof reply - used, "\r\n");
-    } else {
-        snprintf(reply, sizeof reply, "%.500s\n", line);
-    }
-    if (write_all(bus, reply, strlen(reply)) == 0)
-        pump(fd, bus);
+    do {
+        line[0] = '\0';
+        if (poll(fds, 2, -1) < 0)
+            return;
+        if (fds[1].revents) {
+            ssize_t n = read(bus, buffer, sizeof buffer);
+            if (n <= 0 || write_all(fd, buffer, n) < 0)
+                return;
+        }
+        if (fds[0].revents) {
+            if (read_line(fd, line, sizeof line - 1) < 0)
+                return;
+            set_identity(line, sizeof line - 1);
+            if (write_all(bus, line, strlen(line)) < 0 || write_all(bus, "\n", 1) < 0)
+                return;
+        }
+    } while (strncmp(line, "BEGIN", 5) != 0);
+    pump(fd, bus);
 }
 
 static void

@@ -47,6 +47,7 @@ class Board:
         self.folder = folder
         self.top = folder.board(name)
         self._monitor = self._lines = None
+        self._children = []
 
     # Life
 
@@ -117,6 +118,9 @@ class Board:
             if time.monotonic() > deadline:
                 raise BoardError(f"the board (process {pid}) does not end")
             time.sleep(0.02)
+        for child in self._children:
+            child.wait(10)
+        self._children = []
 
     def _launch(self, setup, snapshot):
         image = self.folder.image
@@ -136,8 +140,10 @@ class Board:
                 if qemu.poll() is not None:
                     raise BoardError("QEMU does not start:\n" + (self.top / "qemu.log").read_text())
                 time.sleep(0.01)
-            subprocess.Popen([sys.executable, HERE / "board", "proxy", self.top], stdout=log,
-                             stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
+            proxy = subprocess.Popen([sys.executable, HERE / "board", "proxy", self.top],
+                                     stdout=log, stderr=log, stdin=subprocess.DEVNULL,
+                                     start_new_session=True)
+        self._children = [qemu, proxy]
         if snapshot:
             while self.monitor.ask("query-status")["status"] == "inmigrate":
                 time.sleep(0.01)

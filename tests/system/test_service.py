@@ -1,0 +1,219 @@
+"""The installed package on a computer: systemd, the journal, the model, the bus policy."""
+
+import re
+import time
+import unittest
+
+from boardtest import STARTED, UNIT, BoardTest
+from gi.repository import GLib
+from interface_table import INTERFACES
+from introspection import interfaces
+from perimond.world import wait_until
+
+LEDS = ["LED/ALARM", "LED/RADIO", "LED/SYS", "LED/USER"]
+
+# Warnings and errors in the journal of a board that has just booted, each with its cause
+EXPLAINED = {
+    r"kernel: hrtimer: interrupt took \d+ ns": "the emulation was held up by the host",
+    r"kernel: pci-host-generic .*: Memory resource size exceeds max for 32 bits":
+        "QEMU's PCI bridge has a window above 4 GiB",
+    r"kernel: .*clocksource.*": "the emulation was held up by the host",
+}
+
+
+class BootTest(BoardTest):
+    def test_systemd_has_started_it_at_boot_and_nothing_has_failed(self):
+        self.assertEqual([self.property(name) for name in
+                          ("Type", "ActiveState", "SubState", "Result", "NRestarts")],
+                         ["dbus", "active", "running", "success", "0"])
+        self.assertEqual(self.board.call("systemctl is-system-running"), "running")
+        status = self.systemctl("status", "--no-pager", "--lines=0", UNIT)
+        self.assertRegex(status, r"Loaded: loaded \(.*; enabled; preset: enabled\)")
+        self.assertRegex(status, r"Active: active \(running\)")
+
+    def test_its_lines_are_in_the_journal_in_order(self):
+        lines = [self.message(entry).rstrip("\n") for entry in self.journal("-u", UNIT)
+                 if entry.get("_COMM") == "tarvelperimond"]
+        text = "\n".join(lines)
+        wanted = ["<info>  [Manager] TarvelPerimond process started",
+                  "<info>  [Manager] Acquired system bus",
+                  "<info>  [Manager] Use model plugin 'libzolv-model-perimond-emu.so'",
+                  "<info>  [Manager] Acquired service name 'com.tarvel.Perimond'",
+                  "<info>  [Manager] Running platform init function",
+                  "<info>  [LED/SYS] Exported at '/com/tarvel/Perimond/LED/SYS'",
+                  "<info>  [Udev] Start listening",
+                  "<info>  [Udev] Start device scanning",
+                  STARTED]
+        places = [text.find(line) for line in wanted]
+        self.assertNotIn(-1, places)
+        self.assertEqual(places, sorted(places))
+
+    def test_no_warning_is_left_unexplained(self):
+        entries = self.journal("-b", "-p", "warning")
+        # The daemon writes its level into the line; the journal takes every line as information.
+        entries += [entry for entry in self.journal("-u", UNIT)
+                    if re.match("<(warn|error)", self.message(entry))]
+        texts = [f"{entry.get('SYSLOG_IDENTIFIER')}: {self.message(entry)}" for entry in entries]
+        self.assertEqual([text for text in texts if not any(
+            re.fullmatch(pattern, text) for pattern in EXPLAINED)], [])
+
+    def test_it_is_installed_as_the_package_says(self):
+        files = {"/usr/sbin/tarvelperimond": "755 root",
+                 "/usr/lib/aarch64-linux-gnu/tarvelperimond/libzolv-model-perimond-emu.so":
+                     "644 root",
+                 "/usr/share/dbus-1/system.d/com.tarvel.Perimond.conf": "644 root",
+                 "/lib/systemd/system/tarvelperimond.service": "644 root"}
+        for path, wanted in files.items():
+            self.assertEqual(self.board.call(f"stat -c '%a %U' {path}"), wanted, path)
+        self.assertEqual(self.board.call("stat -c '%a %U' /run/lock/fw_printenv.lock"), "600 root")
+        self.assertEqual(self.board.call("getent group perimond | cut -d: -f4"), "operator")
+
+    def test_the_published_interface_is_the_promised_one(self):
+        self.assertEqual(self.objects(), sorted(LEDS))
+        for identifier, kind in ("", "com.tarvel.Perimond"), ("LED/SYS",
+                                                              "com.tarvel.Perimond.Obj.LED"):
+            seen = interfaces(self.bus_object(identifier).introspect())
+            wanted = INTERFACES[kind]
+            self.assertEqual({name: arguments for name, (_, *arguments)
+                              in seen[kind].methods.items()},
+                             {name: arguments for name, (_, *arguments)
+                              in wanted.methods.items()})
+            self.assertEqual((seen[kind].signals, seen[kind].properties),
+                             (wanted.signals, wanted.properties))
+
+    def test_numbers_have_the_full_range_of_their_types(self):
+        led = self.bus_object("LED/SYS")
+        for state in 2**31, 2**32 - 1:
+            with self.assertBusError("InvalidArgument", "Invalid LED state"):
+                led.SetState(state)
+
+
+class LifeTest(BoardTest):
+    def pid(self):
+        return int(self.property("MainPID"))
+
+    def test_it_is_started_again_after_a_kill(self):
+        for signal in "KILL", "SEGV":
+            before, mark = self.pid(), self.mark()
+            self.board.call(f"kill -{signal} {before}")
+            self.started_since(mark)
+            self.assertNotEqual(self.pid(), before)
+            self.assertEqual(self.property("ActiveState"), "active")
+            self.assertEqual(self.objects(), sorted(LEDS))
+
+    def test_it_stops_in_order(self):
+        mark = self.mark()
+        self.systemctl("stop", UNIT)
+        lines = self.lines_since(mark)
+        self.assertEqual(lines[:2], ["<info>  [Manager] Caught signal, Start to shutdown process",
+                                     "<info>  [Manager] Running platform shutdown function"])
+        for led in LEDS:
+            self.assertLess(lines.index(f"<info>  [{led}] Unexported"),
+                            lines.index(f"<info>  [{led}] Object destroyed"))
+        self.assertEqual(lines[-2:], ["<info>  [Manager] TarvelPerimond Shutdown finished",
+                                      "<info>  [Manager] TarvelPerimond process shut down"])
+        self.assertEqual([self.property(name) for name in ("Result", "ExecMainStatus",
+                                                           "ActiveState")],
+                         ["success", "0", "inactive"])
+        self.restart()
+
+    def test_a_program_that_calls_it_during_a_restart_is_not_left_waiting(self):
+        mark = self.mark()
+        self.systemctl("restart", "--no-block", UNIT)
+        end, answered = time.monotonic() + 30, False
+        while not answered and time.monotonic() < end:
+            try:
+                answered = self.bus_object("").get("ModelName") == "PERIMOND-EMU"
+            except GLib.Error:
+                pass
+        self.assertTrue(answered)
+        self.started_since(mark)
+
+
+class IdentityTest(BoardTest):
+    FUSE = 1 << 9  # bit 1 of the second byte: closed
+
+    def manager(self, name):
+        return self.bus_object("").get(name)
+
+    def start_again(self):
+        """Starts the daemon, which may end, and returns its lines."""
+        mark = self.mark()
+        self.systemctl("restart", "--no-block", UNIT)
+        wait_until(lambda: any(line == STARTED or "Failed to create manager" in line
+                               for line in self.lines_since(mark)), "the daemon starts or ends", 30)
+        return self.lines_since(mark)
+
+    def test_model_and_serial_number_come_from_the_boot_environment(self):
+        self.assertEqual([self.manager(name) for name in ("ModelName", "SerialNumber", "Version")],
+                         ["PERIMOND-EMU", "EMU0000001", "1.57.3"])
+        self.do("env", "modelname", "perimond-emu-T")
+        self.do("env", "serialnumber", "X 42")
+        self.addCleanup(self.do, "env", "modelname", "PERIMOND-EMU")
+        self.restart()
+        self.assertEqual([self.manager(name) for name in ("ModelName", "SerialNumber")],
+                         ["perimond-emu-T", "X 42"])
+
+    def test_an_unknown_model_ends_it_and_systemd_tries_again(self):
+        self.do("env", "modelname", "QX-9")
+        lines = self.start_again()
+        self.assertIn("<error> [Manager] Failed to create manager: model 'QX-9' not supported",
+                      lines)
+        self.do("env", "modelname", "PERIMOND-EMU")
+        mark = self.mark()
+        self.started_since(mark)
+
+    def test_a_missing_serial_number_is_named(self):
+        self.do("unenv", "serialnumber")
+        self.assertIn("<error> [Manager] Failed to create manager: "
+                      "read 'serialnumber' from ubootenv failed", self.start_again())
+        self.do("env", "serialnumber", "EMU0000001")
+        mark = self.mark()
+        self.started_since(mark)
+
+    def test_security_is_the_fuse_of_an_imx8mp(self):
+        self.assertIs(self.manager("Security"), False)
+        fuses = self.board.lines.FUSES
+        for word, secure in (self.FUSE, True), (0xFFFFFFFF & ~self.FUSE, False):
+            self.board.lines.write_word(fuses, word)
+            self.restart()
+            self.assertIs(self.manager("Security"), secure)
+        self.board.lines.write_word(fuses, 0)
+
+
+class PolicyTest(BoardTest):
+    def test_everybody_reads(self):
+        for user in "nobody", "operator", "root":
+            led = self.bus_object("LED/SYS", user)
+            self.assertIn(led.GetState(), (0, 1))
+            self.assertEqual(led.get("Label"), "sys")
+            self.assertEqual(self.bus_object("", user).get("SerialNumber"), "EMU0000001")
+
+    def test_an_ordinary_user_is_refused_what_changes(self):
+        led = self.bus_object("LED/SYS")
+        led.SetState(0)
+        other = self.bus_object("LED/SYS", "nobody")
+        other.GetState()
+        with self.assertBusError("org.freedesktop.DBus.Error.AccessDenied"):
+            other.SetState(1)
+        self.assertEqual((led.GetState(), self.board.read(0)), (0, 0))
+
+    def test_the_group_may_operate_and_root_all(self):
+        for user in "operator", "root":
+            led = self.bus_object("LED/SYS", user)
+            for state in 1, 0:
+                led.SetState(state)
+                self.assertEqual(self.board.read(0), state)
+
+    def test_nobody_but_root_may_take_the_name(self):
+        self.systemctl("stop", UNIT)
+        self.addCleanup(self.restart)
+        for user in "nobody", "operator":
+            with self.assertBusError("org.freedesktop.DBus.Error.AccessDenied"):
+                self.bus(user).call_sync(
+                    "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+                    GLib.Variant("(su)", ("com.tarvel.Perimond", 4)), None, 0, -1, None)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
