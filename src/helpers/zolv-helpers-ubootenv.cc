@@ -47,8 +47,9 @@ class Environment {
         }
         if (libuboot_read_config(context_, config_path) < 0)
             return fail(error, "libubootenv read config file '%s' error", config_path);
-        opened_ = libuboot_open(context_) >= 0;
-        return opened_ || fail(error, "libubootenv open failed");
+        /* Even a failed opening keeps the lock, for which the next one would wait for ever. */
+        opened_ = true;
+        return libuboot_open(context_) >= 0 || fail(error, "libubootenv open failed");
     }
 
     uboot_ctx *context() const { return context_; }

@@ -1,0 +1,179 @@
+#include "helpers/zolv-helpers-ubootenv.h"
+#include "private-world.h"
+
+#include <filesystem>
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t environment_size = 0x2000;
+const std::string config_path = "/etc/fw_env.config";
+const std::string environment_path = "/sys/test/environment";
+
+std::uint32_t
+crc32(const std::string &data)
+{
+    std::uint32_t crc = 0xffffffff;
+
+    for (const char byte : data) {
+        crc ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; bit++)
+            crc = (crc >> 1U) ^ ((crc & 1U) != 0 ? 0xedb88320U : 0U);
+    }
+    return ~crc;
+}
+
+/* An environment as the boot loader writes it: checksum, strings, zeros. */
+void
+put_environment(const std::map<std::string, std::string> &variables)
+{
+    std::string data;
+    std::string sum(4, '\0');
+
+    for (const auto &[name, value] : variables)
+        data += name + "=" + value + '\0';
+    data.resize(environment_size - sum.size(), '\0');
+    const std::uint32_t crc = crc32(data);
+    for (std::size_t i = 0; i < sum.size(); i++)
+        sum[i] = static_cast<char>(crc >> (8 * i));
+    put_file(environment_path, sum + data);
+    put_file(config_path, environment_path + " 0x0 0x2000\n");
+}
+
+class UbootEnv : public PrivateWorld {
+  protected:
+    void SetUp() override
+    {
+        PrivateWorld::SetUp();
+        put_environment({{"modelname", "UC-1"}, {"empty", ""}});
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(error, nullptr) << error->message;
+        g_clear_error(&error);
+    }
+    gboolean get(const char *name)
+    {
+        dest[0] = '\0';
+        return zolv_helper_get_ubootenv_variable(name, dest, &error);
+    }
+    void expect_error(const char *text)
+    {
+        ASSERT_NE(error, nullptr);
+        EXPECT_STREQ(error->message, text);
+        EXPECT_TRUE(g_error_matches(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED));
+        EXPECT_EQ(log(), Lines{});
+        g_clear_error(&error);
+    }
+
+    char dest[ZOLV_UBOOTENV_VALUE_SIZE] = {};
+    GError *error = nullptr;
+};
+
+TEST_F(UbootEnv, VariableIsRead)
+{
+    EXPECT_TRUE(get("modelname"));
+    EXPECT_STREQ(dest, "UC-1");
+    EXPECT_EQ(log(), Lines{"<debug> [UBOOTENV] Read ubootenv \"modelname\": \"UC-1\""});
+}
+
+TEST_F(UbootEnv, EmptyVariableIsASuccess)
+{
+    EXPECT_TRUE(get("empty"));
+    EXPECT_STREQ(dest, "");
+}
+
+TEST_F(UbootEnv, MissingVariableFails)
+{
+    EXPECT_FALSE(get("none"));
+    expect_error("read 'none' from ubootenv failed");
+    EXPECT_FALSE(zolv_helper_get_ubootenv_variable("none", dest, nullptr));
+}
+
+TEST_F(UbootEnv, VariableThatDoesNotFitFails)
+{
+    put_environment({{"fits", std::string(255, 'v')}, {"long", std::string(256, 'v')}});
+    EXPECT_TRUE(get("fits"));
+    EXPECT_EQ(dest, std::string(255, 'v'));
+    log();
+    EXPECT_FALSE(get("long"));
+    expect_error("read 'long' from ubootenv failed");
+    EXPECT_STREQ(dest, "");
+}
+
+TEST_F(UbootEnv, ValueIsLoggedAsValidText)
+{
+    put_environment({{"name", "a\xff\n"}});
+    EXPECT_TRUE(get("name"));
+    EXPECT_STREQ(dest, "a\xff\n");
+    EXPECT_EQ(log(), Lines{"<debug> [UBOOTENV] Read ubootenv \"name\": \"a\ufffd\\n\""});
+}
+
+TEST_F(UbootEnv, MissingConfigurationFails)
+{
+    fs::remove(config_path);
+    EXPECT_FALSE(get("modelname"));
+    expect_error("libubootenv read config file '/etc/fw_env.config' error");
+    EXPECT_FALSE(zolv_helper_set_ubootenv_variable("modelname", "UC-2", &error));
+    expect_error("libubootenv read config file '/etc/fw_env.config' error");
+}
+
+TEST_F(UbootEnv, DamagedEnvironmentFails)
+{
+    put_file(environment_path, std::string(environment_size, 'x'));
+    EXPECT_FALSE(get("modelname"));
+    expect_error("libubootenv open failed");
+    EXPECT_FALSE(zolv_helper_set_ubootenv_variable("modelname", "UC-2", &error));
+    expect_error("libubootenv open failed");
+}
+
+TEST_F(UbootEnv, VariableIsStored)
+{
+    EXPECT_TRUE(zolv_helper_set_ubootenv_variable("console", "1", &error));
+    EXPECT_EQ(log(), Lines{"<debug> [UBOOTENV] Set ubootenv \"console\": \"1\""});
+    EXPECT_TRUE(get("console"));
+    EXPECT_STREQ(dest, "1");
+    EXPECT_TRUE(get("modelname"));
+    EXPECT_STREQ(dest, "UC-1");
+}
+
+TEST_F(UbootEnv, UnchangedVariableIsStoredAgain)
+{
+    const auto before = fs::last_write_time(environment_path) - std::chrono::seconds(10);
+
+    fs::last_write_time(environment_path, before);
+    EXPECT_TRUE(zolv_helper_set_ubootenv_variable("modelname", "UC-1", &error));
+    EXPECT_GT(fs::last_write_time(environment_path), before);
+}
+
+TEST_F(UbootEnv, NameThatCannotBeSetFails)
+{
+    EXPECT_FALSE(zolv_helper_set_ubootenv_variable("a=b", "1", &error));
+    expect_error("set 'a=b' to '1' for ubootenv failed");
+}
+
+TEST_F(UbootEnv, EnvironmentThatCannotBeStoredFails)
+{
+    put_environment({});
+    EXPECT_FALSE(zolv_helper_set_ubootenv_variable(
+        "long", std::string(environment_size, 'v').c_str(), &error));
+    expect_error("store ubootenv failed");
+}
+
+TEST_F(UbootEnv, NoFileDescriptorStaysOpen)
+{
+    const auto before = names_in("/proc/self/fd").size();
+
+    get("modelname");
+    zolv_helper_get_ubootenv_variable("none", dest, nullptr);
+    zolv_helper_set_ubootenv_variable("modelname", "UC-2", nullptr);
+    put_file(environment_path, "");
+    zolv_helper_get_ubootenv_variable("modelname", dest, nullptr);
+    fs::remove(config_path);
+    zolv_helper_get_ubootenv_variable("modelname", dest, nullptr);
+    EXPECT_EQ(names_in("/proc/self/fd").size(), before);
+}
+
+} // namespace
