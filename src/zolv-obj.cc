@@ -7,6 +7,7 @@
 #include "zolv-raii.h"
 #include "zolv-text.h"
 
+#include <cstring>
 #include <string>
 
 #define OBJECT_PATH_PREFIX "/com/tarvel/Perimond/"
@@ -23,6 +24,15 @@ struct _ZolvObjPrivate {
 
 G_DEFINE_TYPE(ZolvObj, zolv_obj, ZOLV_GDBUS_TYPE_OBJECT_SKELETON)
 
+/* GIO refuses any other path with a critical, and crashes at the export. A name with a slash would
+ * give a path that is valid, but that lies below another object's. */
+static bool
+path_is_valid(const ZolvObjPrivate *priv)
+{
+    return g_variant_is_object_path(priv->object_path.c_str()) &&
+           strchr(zolv_gdbus_obj_get_name(priv->skeleton.get()), '/') == nullptr;
+}
+
 static void
 update_id(ZolvObj *self)
 {
@@ -34,8 +44,7 @@ update_id(ZolvObj *self)
         return;
     priv->id = std::string(type) + "/" + name;
     priv->object_path = OBJECT_PATH_PREFIX + priv->id;
-    /* GIO refuses any other path with a critical, and crashes at the export. */
-    if (g_variant_is_object_path(priv->object_path.c_str()))
+    if (path_is_valid(priv))
         g_object_set(self, "g-object-path", priv->object_path.c_str(), nullptr);
 }
 
@@ -47,9 +56,9 @@ export_obj(ZolvObj *self)
     if (priv->exported)
         return;
     ZOLV_ASSERT(self->priv->object_manager != NULL);
-    if (!g_variant_is_object_path(priv->object_path.c_str())) {
-        zolv_obj_log(self, TVL_LOG_ERROR, "Not exported: '%s' is not a valid object path",
-                     priv->object_path.c_str());
+    if (!path_is_valid(priv)) {
+        zolv_obj_log(self, TVL_LOG_ERROR,
+                     "Not exported: the name is not a valid object path element");
         return;
     }
     zolv::cache_properties(G_DBUS_OBJECT_SKELETON(self));

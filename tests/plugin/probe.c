@@ -1,0 +1,376 @@
+/*
+ * A model plugin that does what a test tells it: the commands in the environment variable
+ * PROBE_INIT at the start, those in PROBE_SHUTDOWN at the end, and those in the property COMMAND of
+ * every device event. Commands are separated by semicolons, their words by blanks; words take C
+ * escapes. What they find out is logged with the tag [Probe].
+ */
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <tarvelperimond.h>
+#include <unistd.h>
+
+#define INFO(...) _tvl_log(TVL_LOG_INFO, "[Probe] " __VA_ARGS__)
+
+typedef struct {
+    ZolvBaseManager *manager;
+    char **words; /* [0] is the command */
+} Call;
+
+static ZolvLED *
+led(const Call *call)
+{
+    return ZOLV_LED(zolv_base_manager_get_object(call->manager, call->words[1]));
+}
+
+static guint
+number(const Call *call, guint word)
+{
+    return (guint)strtoul(call->words[word], NULL, 0);
+}
+
+/* NULL for a word that is not there or is "-". */
+static const char *
+optional(const Call *call, guint word)
+{
+    if (word >= g_strv_length(call->words) || strcmp(call->words[word], "-") == 0)
+        return NULL;
+    return call->words[word];
+}
+
+static void
+log_result(const Call *call, gboolean done, GError *error)
+{
+    if (done)
+        INFO("%s %s: OK", call->words[0], call->words[1]);
+    else
+        INFO("%s %s: %s %d %s", call->words[0], call->words[1], g_quark_to_string(error->domain),
+             error->code, error->message);
+    g_clear_error(&error);
+}
+
+/* led NAME LABEL */
+static void
+do_led(const Call *call)
+{
+    zolv_led_define_label(
+        ZOLV_LED(zolv_base_manager_create_new_object(call->manager, ZOLV_TYPE_LED, call->words[1])),
+        call->words[2]);
+}
+
+/* gpio NAME PIN ACTIVE_LOW */
+static void
+do_gpio(const Call *call)
+{
+    zolv_led_gpio_define_gpio(ZOLV_LED_GPIO(zolv_base_manager_create_new_object(
+                                  call->manager, ZOLV_TYPE_LED_GPIO, call->words[1])),
+                              atoi(call->words[2]), (gboolean)number(call, 3));
+}
+
+static const struct {
+    const char *word;
+    GType (*type)(void);
+} types[] = {
+    {"led", zolv_led_get_type},
+    {"led-gpio", zolv_led_gpio_get_type},
+    {"obj", zolv_obj_get_type},
+};
+
+/* create TYPE NAME: without a definition */
+static void
+do_create(const Call *call)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(types); i++)
+        if (strcmp(types[i].word, call->words[1]) == 0) {
+            ZolvObj *object =
+                zolv_base_manager_create_new_object(call->manager, types[i].type(), call->words[2]);
+            INFO("created %s %s", zolv_obj_get_id(object),
+                 zolv_obj_is_exported(object) ? "exported" : "not exported");
+        }
+}
+
+/* same TYPE NAME: whether a second creation gives the object that is there */
+static void
+do_same(const Call *call)
+{
+    ZolvObj *first =
+        zolv_base_manager_create_new_object(call->manager, ZOLV_TYPE_LED, call->words[1]);
+
+    INFO("%s",
+         first == zolv_base_manager_create_new_object(call->manager, ZOLV_TYPE_LED, call->words[1])
+             ? "same object"
+             : "another object");
+}
+
+static void
+do_get(const Call *call)
+{
+    ZolvObj *object = zolv_base_manager_get_object(call->manager, call->words[1]);
+
+    INFO("%s %s '%s' %s", zolv_obj_get_peripheral_type(object), zolv_obj_get_name(object),
+         zolv_obj_get_sysfs_path(object) != NULL ? zolv_obj_get_sysfs_path(object) : "",
+         zolv_obj_is_exported(object) ? "exported" : "not exported");
+}
+
+static void
+do_remove(const Call *call)
+{
+    zolv_base_manager_remove_object(call->manager, call->words[1]);
+}
+
+static void
+do_export(const Call *call)
+{
+    zolv_obj_export(ZOLV_OBJ(led(call)));
+}
+
+static void
+do_unexport(const Call *call)
+{
+    zolv_obj_unexport(ZOLV_OBJ(led(call)));
+}
+
+static void
+do_path(const Call *call)
+{
+    zolv_obj_define_sysfs_path(ZOLV_OBJ(led(call)), optional(call, 2));
+}
+
+static void
+do_alias(const Call *call)
+{
+    zolv_led_define_alias(led(call), call->words[2]);
+}
+
+static void
+do_label(const Call *call)
+{
+    const char *label = zolv_led_get_label(led(call));
+
+    INFO("label %s", label != NULL ? label : "is not set");
+}
+
+/* set ID STATE: as the LED services do */
+static void
+do_set(const Call *call)
+{
+    GError *error = NULL;
+    gboolean done = zolv_led_set_state(led(call), number(call, 2), &error);
+
+    log_result(call, done, error);
+}
+
+/* slot ID STATE: the class's operation, past the check of its caller */
+static void
+do_slot(const Call *call)
+{
+    GError *error = NULL;
+    gboolean done = ZOLV_LED_GET_CLASS(led(call))->set_state(led(call), number(call, 2), &error);
+
+    log_result(call, done, error);
+}
+
+static void
+do_state(const Call *call)
+{
+    GError *error = NULL;
+    guint state = 0;
+    gboolean done = zolv_led_get_state(led(call), &state, &error);
+
+    if (done)
+        INFO("%s is %u", call->words[1], state);
+    else
+        log_result(call, done, error);
+}
+
+/* signal INTERFACE COUNT LED1 LED2 LED3 LED4 STATUS-LED, each name may be - */
+static void
+do_signal(const Call *call)
+{
+    zolv_base_manager_add_led_service(
+        call->manager, call->words[1],
+        zolv_signal_led_service_new(call->words[1], call->manager, atoi(call->words[2]),
+                                    optional(call, 7) != NULL, optional(call, 3), optional(call, 4),
+                                    optional(call, 5), optional(call, 6), optional(call, 7)));
+}
+
+/* sim INTERFACE COUNT [LED1 [LED2 [LED3]]] */
+static void
+do_sim(const Call *call)
+{
+    zolv_base_manager_add_sim_led_service(
+        call->manager, call->words[1],
+        zolv_sim_led_service_new(call->words[1], call->manager, number(call, 2), optional(call, 3),
+                                 optional(call, 4), optional(call, 5)));
+}
+
+/* ptn COUNT [LED KIND]... */
+static ZolvPartitionLedService *
+new_ptn(const Call *call)
+{
+    ZolvPartitionLed leds[8] = {{.kind = 0}};
+
+    for (guint i = 0; 2 * i + 3 < g_strv_length(call->words); i++) {
+        g_strlcpy(leds[i].name, call->words[2 * i + 2], sizeof leds[i].name);
+        leds[i].kind = number(call, 2 * i + 3);
+        leds[i].status = 1; /* not the plugin's to say */
+    }
+    return zolv_partition_led_service_new(call->manager, leds, number(call, 1));
+}
+
+static void
+do_ptn(const Call *call)
+{
+    zolv_base_manager_add_ptn_led_service(call->manager, new_ptn(call));
+}
+
+/* mounted STATUS0,...,STATUS5 COUNT [LED KIND]...: a service of its own, told that */
+static void
+do_mounted(const Call *call)
+{
+    Call rest = {call->manager, call->words + 1};
+    ZolvPartitionLedService *service = new_ptn(&rest);
+    char **texts = g_strsplit(call->words[1], ",", -1);
+    guint status[6] = {0};
+
+    for (guint i = 0; texts[i] != NULL && i < G_N_ELEMENTS(status); i++)
+        status[i] = (guint)atoi(texts[i]);
+    zolv_partition_led_service_update_led(service, status);
+    g_strfreev(texts);
+    g_object_unref(service);
+}
+
+static void
+do_level(const Call *call)
+{
+    zolv_base_manager_update_signal_level(call->manager, call->words[1], number(call, 2));
+}
+
+static void
+do_strength(const Call *call)
+{
+    zolv_base_manager_update_signal_strength(call->manager, call->words[1], number(call, 2));
+}
+
+static void
+do_conn(const Call *call)
+{
+    zolv_base_manager_update_conn_state(call->manager, call->words[1], number(call, 2));
+}
+
+static void
+do_slot_in_use(const Call *call)
+{
+    zolv_base_manager_update_sim_leds(call->manager, call->words[1], number(call, 2));
+}
+
+/* glib DOMAIN LEVEL TEXT: a message as a library writes it */
+static void
+do_glib(const Call *call)
+{
+    g_log(call->words[1], (GLogLevelFlags)number(call, 2), "%s", call->words[3]);
+}
+
+/* log LEVEL TEXT */
+static void
+do_log(const Call *call)
+{
+    _tvl_log(atoi(call->words[1]), "%s", call->words[2]);
+}
+
+/* child: one that ends at once and that nobody waits for */
+static void
+do_child(const Call *call)
+{
+    pid_t pid = fork();
+
+    (void)call;
+    if (pid == 0)
+        _exit(0);
+    INFO("child %d", (int)pid);
+}
+
+/* null FUNCTION: calls it without what it needs */
+static void
+do_null(const Call *call)
+{
+    const char *function = call->words[1];
+
+    if (strcmp(function, "add_led_service") == 0)
+        zolv_base_manager_add_led_service(call->manager, NULL, NULL);
+    else if (strcmp(function, "add_sim_led_service") == 0)
+        zolv_base_manager_add_sim_led_service(call->manager, NULL, NULL);
+    else if (strcmp(function, "update_signal_level") == 0)
+        zolv_base_manager_update_signal_level(call->manager, NULL, 0);
+    else if (strcmp(function, "led_set_state") == 0)
+        zolv_led_set_state(NULL, 0, NULL);
+    else if (strcmp(function, "obj_export") == 0)
+        zolv_obj_export(NULL);
+}
+
+static const struct {
+    const char *word;
+    void (*act)(const Call *call);
+} commands[] = {
+    {"led", do_led},       {"gpio", do_gpio},
+    {"create", do_create}, {"same", do_same},
+    {"get", do_get},       {"remove", do_remove},
+    {"export", do_export}, {"unexport", do_unexport},
+    {"path", do_path},     {"alias", do_alias},
+    {"label", do_label},   {"set", do_set},
+    {"slot", do_slot},     {"state", do_state},
+    {"signal", do_signal}, {"sim", do_sim},
+    {"ptn", do_ptn},       {"mounted", do_mounted},
+    {"level", do_level},   {"strength", do_strength},
+    {"conn", do_conn},     {"slot-in-use", do_slot_in_use},
+    {"glib", do_glib},     {"log", do_log},
+    {"child", do_child},   {"null", do_null},
+};
+
+static void
+act(ZolvBaseManager *manager, const char *text)
+{
+    char **lines = g_strsplit(text != NULL ? text : "", ";", -1);
+
+    for (char **line = lines; *line != NULL; line++) {
+        char **words = g_strsplit(g_strstrip(*line), " ", -1);
+        for (char **word = words; *word != NULL; word++) {
+            char *raw = g_strcompress(*word);
+            g_free(*word);
+            *word = raw;
+        }
+        for (gsize i = 0; words[0] != NULL && i < G_N_ELEMENTS(commands); i++)
+            if (strcmp(commands[i].word, words[0]) == 0)
+                commands[i].act(&(Call){manager, words});
+        g_strfreev(words);
+    }
+    g_strfreev(lines);
+}
+
+void
+platform_init(ZolvBaseManager *manager)
+{
+    INFO("platform_init");
+    act(manager, g_getenv("PROBE_INIT"));
+}
+
+void
+platform_shutdown(ZolvBaseManager *manager)
+{
+    INFO("platform_shutdown");
+    act(manager, g_getenv("PROBE_SHUTDOWN"));
+}
+
+void
+uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    const char *command = g_udev_device_get_property(device, "COMMAND");
+    const char *shown = g_udev_device_get_property(device, "SHOW");
+
+    INFO("%s %s '%s'", action, g_udev_device_get_subsystem(device),
+         g_udev_device_get_sysfs_path(device));
+    if (shown != NULL)
+        INFO("SHOW is %s", shown);
+    if (command != NULL)
+        act(manager, command);
+}
