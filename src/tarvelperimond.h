@@ -22,6 +22,7 @@
 #include "peripherals/buzzer/zolv-buzzer-pcspkr.h"
 #include "peripherals/buzzer/zolv-buzzer-pwm.h"
 #include "peripherals/buzzer/zolv-buzzer.h"
+#include "peripherals/console/zolv-console.h"
 #include "peripherals/led/zolv-led-gpio.h"
 #include "peripherals/led/zolv-led.h"
 

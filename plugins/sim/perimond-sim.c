@@ -43,6 +43,16 @@ static const struct {
     {"SPEAKER", "/dev/input/event2"},
 };
 
+/* Serial consoles; a variable of the boot environment says whether one is on. */
+static const struct {
+    const char *name;
+    const char *device;
+    const char *bootenv; /* NULL: always on */
+} consoles[] = {
+    {"CONSOLE1", "/dev/ttyS0", "console_enable"},
+    {"CONSOLE2", "/dev/ttyS1", NULL},
+};
+
 static void
 create_leds(ZolvBaseManager *manager)
 {
@@ -77,6 +87,22 @@ create_buzzers(ZolvBaseManager *manager)
         zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PWM, "TONE")));
 }
 
+static void
+create_consoles(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(consoles); i++) {
+        ZolvConsole *console = ZOLV_CONSOLE(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_CONSOLE, consoles[i].name));
+
+        zolv_console_bind_bootenv(console, consoles[i].bootenv);
+        zolv_console_init_iostate(console,
+                                  consoles[i].bootenv != NULL ? zolv_console_enable_by_bootenv
+                                                              : zolv_console_enable_directly,
+                                  NULL);
+        zolv_console_define_device(console, consoles[i].device); /* exports the object */
+    }
+}
+
 /* A speaker comes and goes with its input device; the buzzer stays the same object. */
 static void
 handle_speaker_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
@@ -99,6 +125,7 @@ platform_init(ZolvBaseManager *manager)
 {
     create_leds(manager);
     create_buzzers(manager);
+    create_consoles(manager);
 }
 
 void

@@ -9,6 +9,7 @@ from introspection import interfaces
 COMMON = "com.tarvel.Perimond.Obj"
 KINDS = [  # which of the peripheral interfaces objects of the simulated board carry
     "Buzzer",
+    "Console",
     "LED",
 ]
 
