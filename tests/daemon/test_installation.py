@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What an installation puts where, and that its headers and its unit are fit for use.
 
-PERIMOND_BUILD names the build folder.
+PERIMOND_TEST_BUILD names the build folder.
 """
 
 import json
@@ -13,7 +13,7 @@ import unittest
 
 import perimond
 
-BUILD = os.environ["PERIMOND_BUILD"]
+BUILD = os.environ["PERIMOND_TEST_BUILD"]
 
 # Every installed file but the headers; whoever installs another one says so here.
 FILES = """

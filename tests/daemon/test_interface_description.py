@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The installed interface description holds what the table of the published contract holds.
 
-The environment names the source folder of the descriptions in PERIMOND_DATA.
+The environment names the source folder of the descriptions in PERIMOND_TEST_DATA.
 """
 
 import os
@@ -13,7 +13,7 @@ from introspection import interfaces
 from perimond import tap
 from perimond import tap
 
-DATA = os.environ["PERIMOND_DATA"]
+DATA = os.environ["PERIMOND_TEST_DATA"]
 DESCRIPTIONS = ("com.tarvel.Perimond.xml", "com.tarvel.Perimond.Obj.xml")
 ERRORS = {
     "OperationFailure",

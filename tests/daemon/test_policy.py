@@ -2,8 +2,8 @@
 """Who may call what: every method by nobody, by a member of the group and by root, on a real bus.
 
 The bus daemon reads the built policy, unchanged; a small service owns the daemon's name, so what is
-tried is the policy alone. PERIMOND_POLICY names the policy, PERIMOND_DATA the folder of its
-sources.
+tried is the policy alone. PERIMOND_TEST_POLICY names the policy, PERIMOND_TEST_DATA the folder of
+its sources.
 
 Three users and a group are needed. The test makes them in a mount namespace of its own; when it is
 not root it becomes root of a user namespace first, which takes the newuidmap program (package
@@ -23,7 +23,7 @@ from perimond import tap
 from perimond import tap
 
 NAME = "com.tarvel.Perimond"
-PRIVATE = "PERIMOND_POLICY_PRIVATE"
+PRIVATE = "PERIMOND_TEST_PRIVATE"
 PEER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "policy_peer.py")
 
 NOBODY, MEMBER, ROOT = "nobody", "member", "root"
@@ -98,7 +98,7 @@ class PolicyTest(unittest.TestCase):
             cls.addClassCleanup(subprocess.run, ["umount", f"/etc/{name}"], check=True)
         config = os.path.join(folder, "bus.conf")
         with open(config, "w", encoding="utf-8") as file:
-            file.write(BUS.format(folder=folder, policy=os.environ["PERIMOND_POLICY"]))
+            file.write(BUS.format(folder=folder, policy=os.environ["PERIMOND_TEST_POLICY"]))
 
         cls.address = f"unix:path={folder}/bus"
         # The bus tells of each call that it refuses.
@@ -166,7 +166,7 @@ class PolicyTest(unittest.TestCase):
 
 
 class GeneratorTest(unittest.TestCase):
-    data = os.environ["PERIMOND_DATA"]
+    data = os.environ["PERIMOND_TEST_DATA"]
 
     def generate(self, description):
         with tempfile.NamedTemporaryFile("w", suffix=".xml") as file:
@@ -196,7 +196,7 @@ class GeneratorTest(unittest.TestCase):
         self.assertIn("com.tarvel.Perimond.Obj.Button.AddAction has no tier", done.stderr)
 
     def test_the_built_policy_is_that_of_the_descriptions(self):
-        with open(os.environ["PERIMOND_POLICY"], encoding="utf-8") as file:
+        with open(os.environ["PERIMOND_TEST_POLICY"], encoding="utf-8") as file:
             self.assertEqual(self.generate(self.description()).stdout, file.read())
 
 
