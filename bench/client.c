@@ -3,10 +3,10 @@
  * service and the bus. Prints plain numbers; bench/run makes sense of them.
  *
  *   client call METHOD OBJECT ROUNDS BLOCK NAME...   one line a block: round, place, nanoseconds
- *   client depth METHOD OBJECT ROUNDS BLOCK NAME...  the same with 16 calls under way; calls a second
- *   client start NAME OBJECT BLINKING COMMAND...     microseconds to name and ready, processor time
- *                                                    to ready, microseconds from SIGTERM to the end
- *   client burst COUNT                               device events, as udev passes them on
+ *   client depth METHOD OBJECT ROUNDS BLOCK NAME...  the same with 16 calls under way; calls a
+ * second client start NAME OBJECT BLINKING COMMAND...     microseconds to name and ready, processor
+ * time to ready, microseconds from SIGTERM to the end client burst COUNT device events, as udev
+ * passes them on
  *
  * METHOD is get-state, set-state, get-property or get-managed.
  */
@@ -265,10 +265,8 @@ send_event(int fd, const char *action, const char *device, unsigned number)
                .subsystem_hash = htonl(hash_of("tty"))};
     struct sockaddr_nl listeners = {.nl_family = AF_NETLINK, .nl_groups = 2};
     struct iovec part = {.iov_base = &event};
-    struct msghdr message = {.msg_name = &listeners,
-                             .msg_namelen = sizeof listeners,
-                             .msg_iov = &part,
-                             .msg_iovlen = 1};
+    struct msghdr message = {
+        .msg_name = &listeners, .msg_namelen = sizeof listeners, .msg_iov = &part, .msg_iovlen = 1};
 
     const int length =
         snprintf(event.properties, sizeof event.properties,
