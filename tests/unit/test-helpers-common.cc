@@ -447,8 +447,10 @@ TEST_F(Scripts, ThatCannotBeStartedFail)
     const struct rlimit no_more_files = {3, old_limit.rlim_max};
 
     put_file(path, "echo one");
+    char *line = buffer;
+    GError **problem = &error; /* the sanitizers need files to look at members */
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &no_more_files), 0);
-    const gboolean started = zolv_helper_execute_file(path.c_str(), buffer, 64, &error);
+    const gboolean started = zolv_helper_execute_file(path.c_str(), line, 64, problem);
     setrlimit(RLIMIT_NOFILE, &old_limit);
     EXPECT_FALSE(started);
     expect_error("[Common] Failed to run command '/bin/bash /sys/test/file'");

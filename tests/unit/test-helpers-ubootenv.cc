@@ -6,6 +6,13 @@
 
 namespace fs = std::filesystem;
 
+/* The library leaks its buffer when it cannot store. */
+extern "C" const char *
+__lsan_default_suppressions()
+{
+    return "leak:libuboot_env_store";
+}
+
 namespace {
 
 constexpr std::size_t environment_size = 0x2000;
