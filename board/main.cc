@@ -57,29 +57,27 @@ parse(const Words &words, std::size_t first, Options &options)
 {
     std::size_t i = first;
 
-    for (; i < words.size() && words[i].starts_with("--"); ++i) {
-        if (words[i] == "--") {
-            ++i;
+    while (i < words.size() && words[i].starts_with("--")) {
+        const std::string &name = words[i++];
+        if (name == "--")
             break;
-        }
-        if (i + 1 == words.size())
-            throw Refusal(words[i] + " needs a value");
-        const std::string &value = words[i + 1];
-        if (words[i] == "--world")
+        if (i == words.size())
+            throw Refusal(name + " needs a value");
+        const std::string &value = words[i++];
+        if (name == "--world")
             options.world = value;
-        else if (words[i] == "--board")
+        else if (name == "--board")
             options.boards.push_back(value);
-        else if (words[i] == "--policy")
+        else if (name == "--policy")
             options.policies.push_back(fs::absolute(value));
-        else if (words[i] == "--env")
+        else if (name == "--env")
             options.environment.push_back(value);
-        else if (words[i] == "--pidfile")
+        else if (name == "--pidfile")
             options.pidfile = value;
         else
-            throw Refusal("unknown option " + words[i]);
-        ++i;
+            throw Refusal("unknown option " + name);
     }
-    options.rest.assign(words.begin() + static_cast<long>(std::min(i, words.size())), words.end());
+    options.rest.assign(words.begin() + static_cast<long>(i), words.end());
 }
 
 std::string
@@ -375,7 +373,7 @@ block_signals()
     sigprocmask(SIG_BLOCK, &all, nullptr);
 }
 
-int
+[[noreturn]] void
 run_world(Options &options)
 {
     prepare_directory(options);
@@ -383,11 +381,12 @@ run_world(Options &options)
     block_signals();
     enter_new_space();
     pid_t first = start([&options] { _exit(Server(options).run()); });
-    return exit_status(wait_for(first));
+    /* Not exit(): a leak checker that runs then cannot work between two process namespaces. */
+    _exit(exit_status(wait_for(first)));
 }
 
 /* Runs a command in the world and becomes what it became: the same exit status or signal. */
-int
+[[noreturn]] void
 run_in_world(const Options &options, const Words &command)
 {
     if (command.empty())
@@ -408,7 +407,7 @@ run_in_world(const Options &options, const Words &command)
         (void)raise(WTERMSIG(status));
         sigprocmask(SIG_SETMASK, &none, nullptr);
     }
-    return exit_status(status);
+    _exit(exit_status(status)); /* not exit(), as above */
 }
 
 int
@@ -419,24 +418,27 @@ dispatch(const Words &words)
 
     if (world != nullptr)
         options.world = world;
-    parse(words, 0, options);
-    if (options.rest.empty() || options.rest[0] == "--help" ||
-        (words.size() == 1 && words[0] == "--help")) {
+    if (words == Words{"--help"}) {
         std::cout << usage;
-        return options.rest.empty() ? 2 : 0;
+        return 0;
+    }
+    parse(words, 0, options);
+    if (options.rest.empty()) {
+        std::cerr << usage;
+        return 2;
     }
     Words rest = options.rest;
     if (rest[0] == "run") {
         options.boards.clear();
         parse(rest, 1, options);
-        return run_world(options);
+        run_world(options);
     }
     if (options.world.empty())
         throw Refusal("--world DIR is missing");
     options.world = fs::absolute(options.world).lexically_normal();
     if (rest[0] == "exec") {
         parse(rest, 1, options);
-        return run_in_world(options, options.rest);
+        run_in_world(options, options.rest);
     }
     return ask(options.world + "/control", rest);
 }
