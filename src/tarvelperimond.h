@@ -23,6 +23,8 @@
 #include "peripherals/buzzer/zolv-buzzer-pwm.h"
 #include "peripherals/buzzer/zolv-buzzer.h"
 #include "peripherals/console/zolv-console.h"
+#include "peripherals/dio/zolv-dio-dualgpio.h"
+#include "peripherals/dio/zolv-dio.h"
 #include "peripherals/led/zolv-led-gpio.h"
 #include "peripherals/led/zolv-led.h"
 

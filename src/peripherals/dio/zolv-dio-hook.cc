@@ -1,0 +1,302 @@
+#include "peripherals/dio/zolv-dio-hook.h"
+
+#include "helpers/zolv-helpers-common.h"
+#include "helpers/zolv-helpers-config.h"
+#include "peripherals/zolv-script-store.h"
+#include "zolv-obj-log.h"
+#include "zolv-text.h"
+
+#include <array>
+#include <gio/gio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#define HOOK_DIRECTORY "/etc/tarvel/TarvelPerimond/dio-scripts"
+#define HOOK_SUFFIX ".hook"
+#define HOOK_NAME_KEY "HookName"
+#define NO_HOOK "none"
+
+namespace {
+
+namespace faults = zolv::script_faults;
+using zolv::fit_text;
+
+constexpr std::array add_refusals = {
+    zolv::ScriptRefusal{faults::source_missing, ZOLV_CORE_ERROR_INVAL_ARG,
+                        "Source hook script is not exist"},
+    zolv::ScriptRefusal{faults::source_unreadable, ZOLV_CORE_ERROR_INVAL_FILE_ATTR,
+                        "Query hook script information failed"},
+    zolv::ScriptRefusal{faults::source_not_regular, ZOLV_CORE_ERROR_INVAL_FILE_TYPE,
+                        "Hook script is not regular file"},
+    zolv::ScriptRefusal{faults::name_too_long, ZOLV_CORE_ERROR_INVAL_FILE_NAME,
+                        "Hook name must be less than 32 characters"},
+    zolv::ScriptRefusal{faults::name_malformed, ZOLV_CORE_ERROR_INVAL_FILE_NAME,
+                        "Hook name only allows uppercase letters, lowercase letters, numbers, "
+                        "\"-\" and \"_\""},
+    zolv::ScriptRefusal{[](const zolv::ScriptRequest &request) { return request.name == NO_HOOK; },
+                        ZOLV_CORE_ERROR_INVAL_FILE_NAME,
+                        "Hook name reserved keywords cannot be used"},
+    zolv::ScriptRefusal{faults::name_taken, ZOLV_CORE_ERROR_INVAL_ARG,
+                        "Hook name is exist, please assign a unique hook name"},
+    zolv::ScriptRefusal{faults::script_taken, ZOLV_CORE_ERROR_INVAL_ARG, "Hook script is exist"},
+};
+
+/* A link made by hand since the start counts as used: who selects it is not known. */
+bool
+in_use_or_foreign(const zolv::ScriptRequest &request)
+{
+    return !request.store.registered(request.name) || faults::script_in_use(request);
+}
+
+constexpr std::array remove_refusals = {
+    zolv::ScriptRefusal{faults::name_unknown, ZOLV_CORE_ERROR_INVAL_ARG, "Hook name is not exist"},
+    zolv::ScriptRefusal{in_use_or_foreign, ZOLV_CORE_ERROR_NOT_PERMIT, "Hook is set by other DIs"},
+};
+
+constexpr zolv::ScriptKind hook_kind = {
+    .directory = HOOK_DIRECTORY,
+    .suffix = HOOK_SUFFIX,
+    .add_refusals = add_refusals,
+    .copy_failed = "Copy source hook script failed",
+    .mode_failed = "Change hook script permission failed",
+    .link_failed = "Create hook name failed",
+    .remove_refusals = remove_refusals,
+    .script_gone_code = ZOLV_CORE_ERROR_INVAL_ARG,
+    .script_gone = "Hook script is not exist",
+    .name_cut = nullptr,
+};
+
+zolv::ScriptStore &
+store()
+{
+    static auto *hooks = new zolv::ScriptStore(hook_kind);
+
+    return *hooks;
+}
+
+const char *
+reason(const GError *error)
+{
+    return error != nullptr ? error->message : "unknown";
+}
+
+} // namespace
+
+void
+zolv::DioHook::prepare()
+{
+    store();
+}
+
+bool
+zolv::DioHook::list(GVariant **hooks, GError **error)
+{
+    std::vector<ScriptStore::Link> links;
+    GVariantBuilder builder;
+
+    if (!store().list(links, error))
+        return false;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE("a{ss}"));
+    for (const ScriptStore::Link &link : links)
+        g_variant_builder_add(&builder, "{ss}", fit_text(link.name).c_str(),
+                              fit_text(link.target).c_str());
+    *hooks = g_variant_ref_sink(g_variant_builder_end(&builder));
+    return true;
+}
+
+bool
+zolv::DioHook::add(const char *name, const char *path, GError **error)
+{
+    return store().add(name, path, error);
+}
+
+bool
+zolv::DioHook::remove(const char *name, GError **error)
+{
+    return store().remove(name, error);
+}
+
+zolv::DioHook::Path
+zolv::DioHook::path() const
+{
+    const std::lock_guard lock(mutex_);
+
+    return path_;
+}
+
+void
+zolv::DioHook::set_path(Path path)
+{
+    const std::lock_guard lock(mutex_);
+
+    path_ = std::move(path);
+}
+
+void
+zolv::DioHook::select_registered(const char *name)
+{
+    zolv_gdbus_obj_dio_set_hook_name(skeleton_, fit_text(name).c_str());
+    set_path(std::make_shared<const std::string>(store().link_path(name)));
+    store().select(name, zolv_obj_get_name(obj_));
+    name_ = name;
+}
+
+void
+zolv::DioHook::deselect()
+{
+    set_path(nullptr);
+    store().deselect(name_, zolv_obj_get_name(obj_));
+}
+
+void
+zolv::DioHook::load()
+{
+    /* A character of the settings has up to four bytes. */
+    std::array<char, 4 * ScriptStore::max_name_length + 1> name{};
+    const char *id = zolv_obj_get_id(obj_);
+
+    if (!zolv_helper_config_get_string(id, HOOK_NAME_KEY, name.data(),
+                                       ScriptStore::max_name_length))
+        zolv_helper_config_set_string(id, HOOK_NAME_KEY, "");
+    if (name[0] == '\0')
+        zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
+    else if (store().registered(name.data()))
+        select_registered(name.data());
+}
+
+bool
+zolv::DioHook::select_none(GError **error)
+{
+    if (g_strcmp0(zolv_gdbus_obj_dio_get_hook_name(skeleton_), NO_HOOK) == 0) {
+        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
+                            "DI does not set any hook script");
+        return false;
+    }
+    zolv_helper_config_set_string(zolv_obj_get_id(obj_), HOOK_NAME_KEY, "");
+    zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
+    deselect();
+    name_.clear();
+    return true;
+}
+
+bool
+zolv::DioHook::select(const char *name, GError **error)
+{
+    if (g_strcmp0(name, NO_HOOK) == 0)
+        return select_none(error);
+    if (!store().exists(name)) {
+        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG,
+                            "Hook name is not exist");
+        return false;
+    }
+    zolv_helper_config_set_string(zolv_obj_get_id(obj_), HOOK_NAME_KEY, name);
+    deselect();
+    if (store().registered(name))
+        select_registered(name);
+    return true;
+}
+
+void
+zolv::DioHook::check()
+{
+    const Path link = path();
+    g_autoptr(GError) error = nullptr;
+
+    if (link != nullptr && access(link->c_str(), F_OK) == 0)
+        return;
+    if (!select_none(&error))
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to set hook, reason: %s", reason(error));
+}
+
+bool
+zolv::DioHook::is_linked(const char *script) const
+{
+    g_autoptr(GDir) directory = g_dir_open(HOOK_DIRECTORY, 0, nullptr);
+
+    while (const char *entry = directory != nullptr ? g_dir_read_name(directory) : nullptr) {
+        g_autofree char *link = g_build_filename(HOOK_DIRECTORY, entry, nullptr);
+        g_autoptr(GError) error = nullptr;
+        if (!g_str_has_suffix(entry, HOOK_SUFFIX) || !g_file_test(link, G_FILE_TEST_IS_SYMLINK))
+            continue;
+        g_autofree char *target = g_file_read_link(link, &error);
+        if (target == nullptr) {
+            _tvl_log(TVL_LOG_ERROR, "Error reading symlink %s: %s", fit_text(link).c_str(),
+                     fit_text(error->message).c_str());
+            continue;
+        }
+        g_autofree char *absolute = g_canonicalize_filename(target, HOOK_DIRECTORY);
+        if (g_strcmp0(absolute, script) == 0) {
+            zolv_obj_log(obj_, TVL_LOG_DEBUG, "Found .hook symlink pointing to %s\n",
+                         fit_text(script).c_str());
+            return true;
+        }
+    }
+    return false;
+}
+
+bool
+zolv::DioHook::is_orphan(const char *script) const
+{
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GDir) directory = g_dir_open(HOOK_DIRECTORY, 0, &error);
+    struct stat info;
+
+    if (directory == nullptr) {
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", HOOK_DIRECTORY,
+                     fit_text(error->message).c_str());
+        return false;
+    }
+    if (access(script, F_OK) != 0) {
+        zolv_obj_log(obj_, TVL_LOG_DEBUG, "%s does not exist\n", script);
+        return false;
+    }
+    if (stat(script, &info) != 0) {
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Error querying file info for %s: %s\n", script,
+                     g_strerror(errno));
+        return false;
+    }
+    if ((info.st_mode & S_IXUSR) == 0) {
+        zolv_obj_log(obj_, TVL_LOG_WARN, "%s is not executable by owner\n", script);
+        return false;
+    }
+    return !is_linked(script);
+}
+
+/* Away with the script first: in its own directory it would be taken for a script that is there. */
+void
+zolv::DioHook::install_orphan(const char *script)
+{
+    const char *name = zolv_obj_get_name(obj_);
+    g_autoptr(GError) error = nullptr;
+    g_autofree char *directory = g_dir_make_tmp("XXXXXX", &error);
+
+    if (directory == nullptr) {
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to create temp directory: %s",
+                     fit_text(error->message).c_str());
+        return;
+    }
+    g_autofree char *base_name = g_path_get_basename(script);
+    g_autofree char *moved = g_build_filename(directory, base_name, nullptr);
+    if (!zolv_helper_move_file(script, moved, nullptr))
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to move script to temp directory");
+    else if (!add(name, moved, &error))
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to add hook, reason: %s", reason(error));
+    else if (!select(name, &error))
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to set hook, reason: %s", reason(error));
+    if (!zolv_helper_delete_directory(directory, nullptr))
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to delete temp directory");
+}
+
+void
+zolv::DioHook::convert_orphan()
+{
+    g_autofree char *script =
+        g_strdup_printf("%s/%s.script", HOOK_DIRECTORY, zolv_obj_get_name(obj_));
+
+    if (!is_orphan(script))
+        return;
+    zolv_obj_log(obj_, TVL_LOG_INFO,
+                 "%s is orphan script, setup hook name and link for compatibility\n", script);
+    install_orphan(script);
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "peripherals/dio/zolv-dio.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace zolv {
+
+/* The hook that an input selects, and the changes that run it. The main loop chooses; the watcher
+ * takes a copy of the choice, so that it never holds what the main loop lets go. */
+class DioHook {
+  public:
+    using Path = std::shared_ptr<const std::string>;
+
+    DioHook(ZolvObj *obj, ZolvGdbusObjDIO *skeleton) : obj_(obj), skeleton_(skeleton) {}
+
+    /* Makes the registry that all inputs share. */
+    static void prepare();
+    static bool list(GVariant **hooks, GError **error);
+    static bool add(const char *name, const char *path, GError **error);
+    static bool remove(const char *name, GError **error);
+
+    /* Takes the selection from the settings. */
+    void load();
+    bool select(const char *name, GError **error);
+    /* Deselects a hook that is gone. */
+    void check();
+    /* Makes a hook of an executable script "D.script" that no hook leads to; D is the object's
+     * name. */
+    void convert_orphan();
+    /* From any thread: the link to run; null if none is selected. */
+    Path path() const;
+
+    std::atomic<guint> event = DIO_NONE_EDGE;
+
+  private:
+    bool select_none(GError **error);
+    void select_registered(const char *name);
+    void deselect();
+    void set_path(Path path);
+    bool is_orphan(const char *script) const;
+    bool is_linked(const char *script) const;
+    void install_orphan(const char *script);
+
+    ZolvObj *obj_;
+    ZolvGdbusObjDIO *skeleton_;
+    std::string name_; /* empty: none */
+    mutable std::mutex mutex_;
+    Path path_;
+};
+
+} // namespace zolv
