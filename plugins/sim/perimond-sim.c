@@ -53,6 +53,28 @@ static const struct {
     {"CONSOLE2", "/dev/ttyS1", NULL},
 };
 
+/* Digital inputs and outputs on one line each. */
+static const struct {
+    const char *name;
+    int pin;
+    guint direction;
+} single_dios[] = {
+    {"DI1", 16, GPIO_DIRECTION_IN},
+    {"DI2", 17, GPIO_DIRECTION_IN},
+    {"DO1", 24, GPIO_DIRECTION_OUT},
+    {"DO2", 25, GPIO_DIRECTION_OUT},
+};
+
+/* Channels of two lines, which can be turned. */
+static const struct {
+    const char *name;
+    int pin_input;
+    int pin_output;
+    guint direction; /* at the first start */
+} dual_dios[] = {
+    {"DIO1", 28, 29, GPIO_DIRECTION_IN},
+};
+
 static void
 create_leds(ZolvBaseManager *manager)
 {
@@ -103,6 +125,26 @@ create_consoles(ZolvBaseManager *manager)
     }
 }
 
+static void
+create_dios(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(single_dios); i++) {
+        ZolvDIO *dio = ZOLV_DIO(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_DIO, single_dios[i].name));
+
+        zolv_dio_define_gpio(dio, single_dios[i].pin, single_dios[i].direction);
+        zolv_dio_define_hook(dio); /* after the line; does nothing for an output */
+    }
+    for (gsize i = 0; i < G_N_ELEMENTS(dual_dios); i++) {
+        ZolvDIODualGPIO *dio = ZOLV_DIO_DUALGPIO(zolv_base_manager_create_new_object(
+            manager, ZOLV_TYPE_DIO_DUALGPIO, dual_dios[i].name));
+
+        zolv_dio_dualgpio_define_gpio(dio, dual_dios[i].pin_input, dual_dios[i].pin_output,
+                                      dual_dios[i].direction);
+        zolv_dio_dualgpio_define_hook(dio);
+    }
+}
+
 /* A speaker comes and goes with its input device; the buzzer stays the same object. */
 static void
 handle_speaker_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
@@ -126,6 +168,7 @@ platform_init(ZolvBaseManager *manager)
     create_leds(manager);
     create_buzzers(manager);
     create_consoles(manager);
+    create_dios(manager);
 }
 
 void

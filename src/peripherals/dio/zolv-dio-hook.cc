@@ -7,6 +7,7 @@
 #include "zolv-text.h"
 
 #include <array>
+#include <cerrno>
 #include <gio/gio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,6 +22,7 @@ namespace {
 
 namespace faults = zolv::script_faults;
 using zolv::fit_text;
+using DirectoryPtr = std::unique_ptr<DIR, zolv::Free<closedir>>;
 
 constexpr std::array add_refusals = {
     zolv::ScriptRefusal{faults::source_missing, ZOLV_CORE_ERROR_INVAL_ARG,
@@ -210,14 +212,12 @@ zolv::DioHook::check()
 }
 
 bool
-zolv::DioHook::is_linked(const char *script) const
+zolv::DioHook::is_linked(DIR *directory, const char *script) const
 {
-    g_autoptr(GDir) directory = g_dir_open(HOOK_DIRECTORY, 0, nullptr);
-
-    while (const char *entry = directory != nullptr ? g_dir_read_name(directory) : nullptr) {
-        g_autofree char *link = g_build_filename(HOOK_DIRECTORY, entry, nullptr);
+    while (const dirent *entry = readdir(directory)) {
+        g_autofree char *link = g_build_filename(HOOK_DIRECTORY, entry->d_name, nullptr);
         g_autoptr(GError) error = nullptr;
-        if (!g_str_has_suffix(entry, HOOK_SUFFIX) || !g_file_test(link, G_FILE_TEST_IS_SYMLINK))
+        if (!g_str_has_suffix(link, HOOK_SUFFIX) || !g_file_test(link, G_FILE_TEST_IS_SYMLINK))
             continue;
         g_autofree char *target = g_file_read_link(link, &error);
         if (target == nullptr) {
@@ -227,8 +227,7 @@ zolv::DioHook::is_linked(const char *script) const
         }
         g_autofree char *absolute = g_canonicalize_filename(target, HOOK_DIRECTORY);
         if (g_strcmp0(absolute, script) == 0) {
-            zolv_obj_log(obj_, TVL_LOG_DEBUG, "Found .hook symlink pointing to %s\n",
-                         fit_text(script).c_str());
+            zolv_obj_log(obj_, TVL_LOG_DEBUG, "Found .hook symlink pointing to %s\n", script);
             return true;
         }
     }
@@ -238,13 +237,12 @@ zolv::DioHook::is_linked(const char *script) const
 bool
 zolv::DioHook::is_orphan(const char *script) const
 {
-    g_autoptr(GError) error = nullptr;
-    g_autoptr(GDir) directory = g_dir_open(HOOK_DIRECTORY, 0, &error);
+    const DirectoryPtr directory(opendir(HOOK_DIRECTORY));
     struct stat info;
 
     if (directory == nullptr) {
         zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", HOOK_DIRECTORY,
-                     fit_text(error->message).c_str());
+                     g_strerror(errno));
         return false;
     }
     if (access(script, F_OK) != 0) {
@@ -260,7 +258,7 @@ zolv::DioHook::is_orphan(const char *script) const
         zolv_obj_log(obj_, TVL_LOG_WARN, "%s is not executable by owner\n", script);
         return false;
     }
-    return !is_linked(script);
+    return !is_linked(directory.get(), script);
 }
 
 /* Away with the script first: in its own directory it would be taken for a script that is there. */

@@ -3,6 +3,7 @@
 #include "peripherals/dio/zolv-dio.h"
 
 #include <atomic>
+#include <dirent.h>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -42,7 +43,7 @@ class DioHook {
     void deselect();
     void set_path(Path path);
     bool is_orphan(const char *script) const;
-    bool is_linked(const char *script) const;
+    bool is_linked(DIR *directory, const char *script) const;
     void install_orphan(const char *script);
 
     ZolvObj *obj_;
