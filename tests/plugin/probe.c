@@ -183,15 +183,32 @@ do_state(const Call *call)
         log_result(call, done, error);
 }
 
+/* A service tells when it is released; @name is not freed, the process ends soon. */
+static void
+released(gpointer name, GObject *service)
+{
+    (void)service;
+    INFO("released %s", (const char *)name);
+}
+
+static gpointer
+watched(gpointer service, const char *name)
+{
+    g_object_weak_ref(G_OBJECT(service), released, g_strdup(name));
+    return service;
+}
+
 /* signal INTERFACE COUNT LED1 LED2 LED3 LED4 STATUS-LED, each name may be - */
 static void
 do_signal(const Call *call)
 {
     zolv_base_manager_add_led_service(
         call->manager, call->words[1],
-        zolv_signal_led_service_new(call->words[1], call->manager, atoi(call->words[2]),
-                                    optional(call, 7) != NULL, optional(call, 3), optional(call, 4),
-                                    optional(call, 5), optional(call, 6), optional(call, 7)));
+        watched(zolv_signal_led_service_new(call->words[1], call->manager, atoi(call->words[2]),
+                                            optional(call, 7) != NULL, optional(call, 3),
+                                            optional(call, 4), optional(call, 5), optional(call, 6),
+                                            optional(call, 7)),
+                "signal"));
 }
 
 /* sim INTERFACE COUNT [LED1 [LED2 [LED3]]] */
@@ -200,8 +217,9 @@ do_sim(const Call *call)
 {
     zolv_base_manager_add_sim_led_service(
         call->manager, call->words[1],
-        zolv_sim_led_service_new(call->words[1], call->manager, number(call, 2), optional(call, 3),
-                                 optional(call, 4), optional(call, 5)));
+        watched(zolv_sim_led_service_new(call->words[1], call->manager, number(call, 2),
+                                         optional(call, 3), optional(call, 4), optional(call, 5)),
+                "sim"));
 }
 
 /* ptn COUNT [LED KIND]... */
@@ -221,7 +239,7 @@ new_ptn(const Call *call)
 static void
 do_ptn(const Call *call)
 {
-    zolv_base_manager_add_ptn_led_service(call->manager, new_ptn(call));
+    zolv_base_manager_add_ptn_led_service(call->manager, watched(new_ptn(call), "partition"));
 }
 
 /* mounted STATUS0,...,STATUS5 COUNT [LED KIND]...: a service of its own, told that */
@@ -290,6 +308,13 @@ do_child(const Call *call)
     INFO("child %d", (int)pid);
 }
 
+/* pause MILLISECONDS: blocks the main loop */
+static void
+do_pause(const Call *call)
+{
+    g_usleep(1000UL * number(call, 1));
+}
+
 /* null FUNCTION: calls it without what it needs */
 static void
 do_null(const Call *call)
@@ -325,6 +350,7 @@ static const struct {
     {"conn", do_conn},     {"slot-in-use", do_slot_in_use},
     {"glib", do_glib},     {"log", do_log},
     {"child", do_child},   {"null", do_null},
+    {"pause", do_pause},
 };
 
 static void
