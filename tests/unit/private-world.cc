@@ -44,7 +44,7 @@ cover_with_copy(const std::string &path)
     const std::string original = stash + path;
 
     fs::create_directories(original);
-    require(mount(path.c_str(), original.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, path);
+    require(mount(path.c_str(), original.c_str(), "none", MS_BIND | MS_REC, nullptr) == 0, path);
     mount_tmpfs(path);
     for (const auto &entry : fs::directory_iterator(original))
         fs::create_symlink(entry.path(), path / entry.path().filename());
@@ -70,7 +70,7 @@ enter_private_world()
 {
     become_root();
     require(unshare(CLONE_NEWNS) == 0, "mount namespace");
-    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    require(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     mount_tmpfs("/sys");
     cover_with_copy("/etc");
     cover_with_copy("/usr/sbin");

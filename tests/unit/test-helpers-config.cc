@@ -273,9 +273,8 @@ TEST_F(Config, FailedSaveIsLoggedAndLeavesTheFile)
     const std::string content = "[LED/L]\nA=1\n";
 
     put_file(settings, content);
-    ASSERT_EQ(mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_EQ(mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr),
-              0);
+    ASSERT_EQ(mount(folder.c_str(), folder.c_str(), "none", MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("none", folder.c_str(), "none", MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
     zolv_helper_config_set_guint("LED/L", "A", 2);
     umount(folder.c_str());
 
