@@ -52,7 +52,7 @@ send_all(int fd, std::string_view bytes)
 
 } // namespace
 
-Control::Control(World &world, const std::string &path) : world_(world), path_(path), socket_(-1)
+Control::Control(World &world, const std::string &path) : world_(world), path_(path)
 {
     sockaddr_un address{};
 

@@ -22,7 +22,7 @@ class Control {
 
     World &world_;
     std::string path_;
-    int socket_;
+    int socket_ = -1;
 };
 
 /* The other side: prints the text and returns an exit status. */

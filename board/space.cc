@@ -241,6 +241,7 @@ execute(const std::string &directory, const std::vector<std::string> &command)
 {
     std::vector<char *> arguments;
 
+    arguments.reserve(command.size() + 1);
     for (unsigned long capability :
          {CAP_SYS_MODULE, CAP_SYS_TIME, CAP_SYS_RAWIO, CAP_SYSLOG, CAP_MKNOD})
         (void)prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);

@@ -18,6 +18,9 @@ namespace board {
 class Answer {
   public:
     struct Back {
+        Back() = default;
+        Back(const Back &) = delete;
+        Back &operator=(const Back &) = delete;
         virtual ~Back() = default;
         virtual void data(std::string_view bytes) = 0;
         virtual void done(std::size_t count) = 0;
@@ -58,6 +61,9 @@ struct OpenFile {
 
 class Node : public std::enable_shared_from_this<Node> {
   public:
+    Node() = default;
+    Node(const Node &) = delete;
+    Node &operator=(const Node &) = delete;
     virtual ~Node() = default;
     virtual mode_t mode() const = 0;
     virtual std::size_t size() const { return 4096; }
