@@ -1,0 +1,618 @@
+"""Hooks: scripts that run when an input changes."""
+
+import os
+import socket
+import stat
+import time
+
+import perimond
+from dio_board import HOOKS, RUNS, SCRIPTS, DioTest
+from gi.repository import GLib
+from perimond import scaled
+
+NAME_RULE = ('Hook name only allows uppercase letters, lowercase letters, numbers, '
+             '"-" and "_"')
+
+
+class HookTest(DioTest):
+    def install(self, name, script=None):
+        """A hook that notes its runs, by way of DI2."""
+        self.dio("DI2").AddHook(name, self.write_script(script or f"{name}.sh"))
+
+    def arm(self, channel, name, event=3):
+        """Selects a hook, and waits until the watcher has seen it."""
+        self.dio(channel).SetEvent(event)
+        self.dio(channel).SetHook(name)
+        self.wait_for_property(channel, "Active", 1)
+
+
+class AddTest(HookTest):
+    def refusal(self, name, path, error, message):
+        before = self.hook_files()
+        with self.lines_of("DI1") as lines, self.assertBusError(error, message):
+            self.dio("DI1").AddHook(name, path)
+        self.assertEqual(lines, ["<debug> [DIO/DI1] Get method call: AddHook()",
+                                 f"<error> [DIO/DI1] AddHook() failed: {message}"])
+        self.assertEqual(self.hook_files(), before)
+
+    def test_a_hook_is_a_copy_that_runs_and_a_link_to_it(self):
+        path = self.write_script("one.sh", "#!/bin/true\n", mode=0o600)
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").AddHook("first", path)
+        self.assertEqual(lines, ["<debug> [DIO/DI1] Get method call: AddHook()",
+                                 "<debug> [DIO/DI1] AddHook() OK"])
+        self.assertEqual(self.hook_files(), ["first.hook", "one.sh"])
+        self.assertEqual(os.readlink(self.here(f"{HOOKS}/first.hook")), f"{HOOKS}/one.sh")
+        info = os.lstat(self.here(f"{HOOKS}/one.sh"))
+        self.assertEqual(info.st_mode, stat.S_IFREG | 0o755)
+        with open(self.here(f"{HOOKS}/one.sh")) as file:
+            self.assertEqual(file.read(), "#!/bin/true\n")
+
+    def test_a_new_hook_is_selected_by_nobody(self):
+        self.install("first")
+        self.assertEqual([self.dio(name).get("HookName") for name in ("DI1", "DI2", "DIO1")],
+                         ["none"] * 3)
+
+    def test_an_output_adds_no_hook_whatever_else_is_wrong(self):
+        with self.assertBusError("OperationNotSupported", "Adding DO hook is not allowed"):
+            self.dio("DO1").AddHook("a b", "/nowhere")
+
+    def test_a_script_that_is_not_there_is_the_next_fault(self):
+        for path in ("/nowhere", "", "/dev/null/x", f"{SCRIPTS}/" + "x" * 300):
+            with self.subTest(path):
+                self.refusal("a" * 40, path, "InvalidArgument", "Source hook script is not exist")
+
+    def test_a_link_to_itself_or_to_nowhere_is_not_there(self):
+        os.symlink("loop", self.here(f"{SCRIPTS}/loop"))
+        os.symlink("nowhere", self.here(f"{SCRIPTS}/dangling"))
+        for name in ("loop", "dangling"):
+            with self.subTest(name):
+                self.refusal("name", f"{SCRIPTS}/{name}", "InvalidArgument",
+                             "Source hook script is not exist")
+
+    def test_a_script_that_is_no_regular_file_is_the_next_fault(self):
+        os.mkfifo(self.here(f"{SCRIPTS}/fifo"))
+        place = socket.socket(socket.AF_UNIX)
+        self.addCleanup(place.close)
+        place.bind(self.here(f"{SCRIPTS}/socket"))
+        for path in (f"{SCRIPTS}/fifo", f"{SCRIPTS}/socket", SCRIPTS, f"{SCRIPTS}/..", "/dev/null"):
+            with self.subTest(path):
+                self.refusal("a" * 40, path, "InvalidFileType", "Hook script is not regular file")
+
+    def test_a_name_of_32_bytes_is_the_next_fault(self):
+        path = self.write_script("one.sh")
+        for name in ("a" * 32, "ä" * 16, " " * 32):
+            with self.subTest(name):
+                self.refusal(name, path, "InvalidFileName",
+                             "Hook name must be less than 32 characters")
+        self.dio("DI1").AddHook("a" * 31, path)
+
+    def test_any_other_character_is_the_next_fault(self):
+        path = self.write_script("one.sh")
+        for name in ("a b", "a.b", "../a", "a/b", "ä", "a\n", "none "):
+            with self.subTest(name):
+                self.refusal(name, path, "InvalidFileName", NAME_RULE)
+
+    def test_the_reserved_name_is_the_next_fault_in_lower_case_alone(self):
+        path = self.write_script("one.sh")
+        self.refusal("none", path, "InvalidFileName", "Hook name reserved keywords cannot be used")
+        self.dio("DI1").AddHook("NONE", path)
+
+    def test_a_name_in_use_is_the_next_fault(self):
+        self.install("first")
+        self.link_hook("dangling", "/nowhere")
+        for name in ("first", "dangling"):
+            with self.subTest(name):
+                self.refusal(name, f"{SCRIPTS}/first.sh", "InvalidArgument",
+                             "Hook name is exist, please assign a unique hook name")
+
+    def test_a_script_of_the_same_base_name_is_the_last_fault(self):
+        self.install("first")
+        self.refusal("second", f"{SCRIPTS}/first.sh", "InvalidArgument", "Hook script is exist")
+
+    def test_a_script_that_would_be_its_own_link_is_refused(self):
+        path = self.write_script("self.hook")
+        self.refusal("self", path, "InvalidArgument", "Hook script is exist")
+
+    def test_the_empty_name_is_a_name(self):
+        self.dio("DI1").AddHook("", self.write_script("one.sh"))
+        self.assertEqual(self.hook_files(), [".hook", "one.sh"])
+        self.assertEqual(self.dio("DI1").ListHook(), {"": f"{HOOKS}/one.sh"})
+
+    def test_a_link_to_a_script_is_followed_and_gives_its_own_name(self):
+        os.symlink(self.write_script("one.sh"), self.here(f"{SCRIPTS}/alias"))
+        self.world.run("test", "-e", f"{SCRIPTS}/alias")
+        self.dio("DI1").AddHook("first", f"{SCRIPTS}/alias")
+        self.assertEqual(self.hook_files(), ["alias", "first.hook"])
+        self.assertTrue(stat.S_ISREG(os.lstat(self.here(f"{HOOKS}/alias")).st_mode))
+
+    def test_a_file_in_the_links_place_is_replaced(self):
+        self.write_script("first.hook", folder=HOOKS)
+        self.install("first")
+        self.assertTrue(os.path.islink(self.here(f"{HOOKS}/first.hook")))
+
+    def test_a_directory_in_the_links_place_leaves_the_copy_behind(self):
+        os.mkdir(self.here(f"{HOOKS}/first.hook"))
+        with self.assertBusError("OperationFailure",
+                                 f"couldn't remove file '{HOOKS}/first.hook'"):
+            self.install("first")
+        self.assertEqual(self.hook_files(), ["first.hook", "first.sh"])
+        self.assertNotIn("first", self.dio("DI1").ListHook())
+
+    def test_a_directory_that_is_not_there_fails_the_copy(self):
+        path = self.write_script("one.sh")
+        os.rmdir(self.here(HOOKS))
+        with self.assertBusError("OperationFailure", "Copy source hook script failed"):
+            self.dio("DI1").AddHook("first", path)
+        self.assertIn(f"<warn>  [Common] install script '{path}' failed: "
+                      "No such file or directory", self.log_lines())
+
+    def test_a_script_larger_than_the_disk_is_refused_at_once(self):
+        path = self.write_script("large")
+        os.truncate(self.here(path), 1 << 42)
+        start = time.monotonic()
+        with self.assertBusError("OperationFailure", "Copy source hook script failed"):
+            self.dio("DI1").AddHook("first", path)
+        self.assertLess(time.monotonic() - start, scaled(2))
+        self.assertEqual(self.hook_files(), [])
+
+    def test_a_script_of_hundreds_of_megabytes_is_copied_or_refused_in_seconds(self):
+        path = self.write_script("large")
+        os.truncate(self.here(path), 300 << 20)
+        start = time.monotonic()
+        try:
+            self.dio("DI1").AddHook("first", path)
+        except GLib.Error as error:
+            self.assertIn("Copy source hook script failed", error.message)
+            self.assertEqual(self.hook_files(), [])
+        else:
+            self.assertEqual(os.stat(self.here(f"{HOOKS}/large")).st_size, 300 << 20)
+        self.assertLess(time.monotonic() - start, scaled(8))
+
+    def test_names_of_scripts_may_hold_anything(self):
+        self.dio("DI1").AddHook("first", self.write_script("ä $(reboot) \"x\".sh"))
+        self.arm("DI1", "first")
+        self.turn(16, 1)
+        self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/first.hook 0 0"])
+
+
+class ListTest(HookTest):
+    def test_only_links_with_the_suffix_are_hooks(self):
+        self.write_script("plain.hook", folder=HOOKS)
+        self.write_script("script", folder=HOOKS)
+        os.symlink("script", self.here(f"{HOOKS}/other.link"))
+        self.link_hook("far", "/else/where")
+        self.link_hook("loop", "loop.hook")
+        with self.lines_of("DO1") as lines:
+            self.assertEqual(self.dio("DO1").ListHook(), {"far": "/else/where",
+                                                          "loop": "loop.hook"})
+        self.assertEqual(lines, ["<debug> [DIO/DO1] Get method call: ListHook()",
+                                 "<debug> [DIO/DO1] ListHook() OK"])
+
+    def test_names_and_targets_that_are_no_utf_8_are_made_fit(self):
+        os.symlink(b"/t\xff\n", os.fsencode(self.here(HOOKS)) + b"/n\xe4.hook")
+        self.assertEqual(self.dio("DI1").ListHook(), {"n\ufffd": "/t\ufffd\\n"})
+
+    def test_a_directory_that_cannot_be_listed_is_a_failure(self):
+        os.rmdir(self.here(HOOKS))
+        with self.lines_of("DI1") as lines, self.assertRaises(GLib.Error):
+            self.dio("DI1").ListHook()
+        self.assertTrue(lines[-1].startswith("<error> [DIO/DI1] ListHook() failed: "), lines)
+
+
+class SelectTest(HookTest):
+    def test_a_selection_is_shown_stored_and_logged(self):
+        self.install("first")
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").SetHook("first")
+        self.assertEqual(lines, ["<debug> [DIO/DI1] Get method call: SetHook()",
+                                 "<debug> [DIO/DI1] SetHook() OK"])
+        self.assertEqual(self.dio("DI1").get("HookName"), "first")
+        self.assertEqual(self.stored("DI1")["HookName"], "first")
+
+    def test_an_output_selects_nothing(self):
+        for name in ("first", "none"):
+            with self.subTest(name), self.lines_of("DO1") as lines:
+                with self.assertBusError("OperationNotSupported", "Set DO hook is not allowed"):
+                    self.dio("DO1").SetHook(name)
+            self.assertEqual(lines[-1], "<error> [DIO/DO1] SetHook() failed: "
+                                        "Set DO hook is not allowed")
+
+    def test_a_name_that_is_not_there_is_refused_and_the_selection_stays(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        os.symlink("/bin/true", self.here(f"{SCRIPTS}/outside.hook"))
+        self.write_script("plain.hook", folder=HOOKS)
+        for name in ("second", "../../scripts/outside", "plain", "", "x" * 300, "first.hook"):
+            with self.subTest(name), self.assertBusError("InvalidArgument",
+                                                         "Hook name is not exist"):
+                self.dio("DI1").SetHook(name)
+        self.assertEqual(self.dio("DI1").get("HookName"), "first")
+        self.assertEqual(self.stored("DI1")["HookName"], "first")
+
+    def test_none_deselects_once(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        self.dio("DI1").SetHook("none")
+        self.assertEqual(self.dio("DI1").get("HookName"), "none")
+        self.assertEqual(self.stored("DI1")["HookName"], "")
+        with self.assertBusError("OperationNotPermitted", "DI does not set any hook script"):
+            self.dio("DI1").SetHook("none")
+
+    def test_a_link_made_by_hand_since_the_start_is_armed_by_the_next_one(self):
+        self.link_hook("hand", self.write_script("hand.sh", folder=HOOKS))
+        self.dio("DI1").SetHook("hand")
+        self.assertEqual(self.dio("DI1").get("HookName"), "none")
+        self.assertEqual(self.stored("DI1")["HookName"], "hand")
+        self.stop_daemon()
+        self.start_daemon()
+        self.assertEqual(self.dio("DI1").get("HookName"), "hand")
+
+    def test_selections_are_kept_over_a_restart(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        self.dio("DI1").SetEvent(3)
+        self.stop_daemon()
+        self.start_daemon()
+        self.wait_for_property("DI1", "Active", 1)
+        self.assertEqual(self.dio("DI1").get("HookName"), "first")
+        with self.assertBusError("OperationNotPermitted", "Hook is set by other DIs"):
+            self.dio("DI2").DeleteHook("first")
+
+    def test_the_hook_is_active_while_it_is_selected_and_the_event_is_one(self):
+        self.install("first")
+        recorder = self.recorder("DIO/DI1", "PropertiesChanged")
+        self.arm("DI1", "first")
+        self.dio("DI1").SetEvent(0)
+        self.wait_for_property("DI1", "Active", 0)
+        self.dio("DI1").SetEvent(1)
+        self.wait_for_property("DI1", "Active", 1)
+        self.dio("DI1").SetHook("none")
+        self.wait_for_property("DI1", "Active", 0)
+        recorder.wait_for(lambda: [event[2]["Active"] for event in recorder.events
+                                   if "Active" in event[2]] == [1, 0, 1, 0], "each change once")
+
+
+class DeleteTest(HookTest):
+    def test_link_and_script_go(self):
+        self.install("first")
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").DeleteHook("first")
+        self.assertEqual(lines, ["<debug> [DIO/DI1] Get method call: DeleteHook()",
+                                 "<debug> [DIO/DI1] DeleteHook() OK"])
+        self.assertEqual(self.hook_files(), [])
+        self.install("first")
+
+    def test_an_output_deletes_nothing(self):
+        self.install("first")
+        with self.lines_of("DO1") as lines:
+            with self.assertBusError("OperationNotSupported", "Adding DO hook is not allowed"):
+                self.dio("DO1").DeleteHook("first")
+        self.assertEqual(lines[-1], "<error> [DIO/DO1] DeleteHook() failed: "
+                                    "Adding DO hook is not allowed")
+
+    def test_a_name_that_is_not_there_is_refused(self):
+        os.symlink("/bin/true", self.here(f"{SCRIPTS}/outside.hook"))
+        self.write_script("plain.hook", folder=HOOKS)
+        for name in ("first", "../../scripts/outside", "plain", "none", ""):
+            with self.subTest(name), self.assertBusError("InvalidArgument",
+                                                         "Hook name is not exist"):
+                self.dio("DI1").DeleteHook(name)
+        self.assertTrue(os.path.islink(self.here(f"{SCRIPTS}/outside.hook")))
+
+    def test_a_hook_stays_until_its_last_input_lets_it_go(self):
+        self.install("first")
+        for name in ("DI1", "DI2"):
+            self.dio(name).SetHook("first")
+        self.dio("DI1").SetHook("none")
+        with self.assertBusError("OperationNotPermitted", "Hook is set by other DIs"):
+            self.dio("DI1").DeleteHook("first")
+        self.install("second")
+        self.dio("DI2").SetHook("second")
+        self.dio("DI1").DeleteHook("first")
+        self.assertEqual(self.hook_files(), ["second.hook", "second.sh"])
+
+    def test_a_link_made_by_hand_since_the_start_is_not_deleted(self):
+        self.link_hook("hand", self.write_script("hand.sh", folder=HOOKS))
+        with self.assertBusError("OperationNotPermitted", "Hook is set by other DIs"):
+            self.dio("DI1").DeleteHook("hand")
+
+    def test_a_script_that_is_gone_is_the_last_fault(self):
+        self.install("first")
+        os.unlink(self.here(f"{HOOKS}/first.sh"))
+        with self.assertBusError("InvalidArgument", "Hook script is not exist"):
+            self.dio("DI1").DeleteHook("first")
+        self.assertEqual(self.hook_files(), ["first.hook"])
+
+    def test_a_script_elsewhere_is_kept(self):
+        self.stop_daemon()
+        path = self.write_script("elsewhere.sh")
+        self.link_hook("hand", path)
+        self.start_daemon()
+        self.dio("DI1").DeleteHook("hand")
+        self.assertEqual(self.hook_files(), [])
+        self.assertTrue(os.path.exists(self.here(path)))
+
+
+class RunTest(HookTest):
+    def test_the_event_says_which_new_value_runs_the_hook(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        runs = 0
+        for event, values in ((0, ()), (1, (0,)), (2, (1,)), (3, (0, 1))):
+            self.dio("DI1").SetEvent(event)
+            self.wait_for_property("DI1", "Active", int(event > 0))
+            for level in (1, 0):
+                with self.subTest((event, level)):
+                    self.turn(16, level)
+                    recorder.expect([("DIO/DI1", "StateChanged", (level,))])
+                    runs += level in values
+                    self.wait_for_runs(runs)
+        time.sleep(0.2)
+        self.assertEqual(len(self.runs()), runs)
+
+    def test_it_runs_as_root_by_its_link_without_arguments(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        self.turn(16, 1)
+        self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/first.hook 0 0"])
+
+    def test_it_has_the_daemons_environment_and_nothing_else_of_it(self):
+        self.dio("DI1").AddHook("first", self.write_script("one.sh", f"""#!/bin/bash
+{{
+    echo "interval $DIO_SAMPLING_INTERVAL"
+    grep -E '^Sig(Blk|Ign)' /proc/self/status | tr '\\t' ' '
+    echo "input $(readlink /proc/$$/fd/0)"
+    echo $(ls /proc/self/fd)
+    (exit 7) & wait $!; echo "child $?"
+}} >> {RUNS}
+"""))
+        self.arm("DI1", "first")
+        self.turn(16, 1)
+        lines = self.wait_for_runs(6)
+        # Descriptor 3 is that of the listed folder.
+        self.assertEqual([line for line in lines if not line.startswith("SigIgn")],
+                         ["interval 5", "SigBlk: 0000000000000000", "input /dev/null", "0 1 2 3",
+                          "child 7"])
+        # The C library keeps two signals from number 32 on to itself.
+        ignored = int([line for line in lines if line.startswith("SigIgn")][0].split()[1], 16)
+        self.assertEqual(ignored & 0x7fffffff, 0)
+
+    def test_two_inputs_share_a_hook(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        self.arm("DI2", "first")
+        self.turn(16, 1)
+        self.wait_for_runs(1)
+        self.turn(17, 1)
+        self.wait_for_runs(2)
+
+    def test_each_input_runs_its_own_and_a_deselected_one_runs_no_more(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        self.dio("DI1").SetHook("none")
+        self.wait_for_property("DI1", "Active", 0)
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        self.turn(16, 1)
+        recorder.expect([("DIO/DI1", "StateChanged", (1,))])
+        time.sleep(0.1)
+        self.assertEqual(self.runs(), [])
+
+    def test_a_hook_that_cannot_be_started_is_named_by_its_event(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        os.chmod(self.here(f"{HOOKS}/first.sh"), 0o644)
+        for event, level, what in ((2, 1, "DIO hook {} for falling spawn command failed"),
+                                   (1, 0, "DIO Hook {} for rising edge spawn failed"),
+                                   (3, 1, "DIO hook {} for change spawn command failed")):
+            self.dio("DI1").SetEvent(event)
+            time.sleep(0.1)
+            self.turn(16, level)
+            with self.subTest(event):
+                self.wait_for_log(f"<error> [DIO/DI1] {what.format(f'{HOOKS}/first.hook')}: "
+                                  "Permission denied")
+
+    def test_a_link_that_leads_nowhere_is_logged_and_the_change_announced(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        os.unlink(self.here(f"{HOOKS}/first.sh"))
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        self.turn(16, 1)
+        recorder.expect([("DIO/DI1", "StateChanged", (1,))])
+        self.wait_for_log(f"<error> [DIO/DI1] DIO hook {HOOKS}/first.hook for change spawn "
+                          "command failed: No such file or directory")
+
+    def test_a_link_with_a_blank_in_its_name_is_run(self):
+        self.stop_daemon()
+        self.link_hook("by hand", self.write_script("hand.sh", folder=HOOKS))
+        self.start_daemon()
+        self.arm("DI1", "by hand")
+        self.turn(16, 1)
+        self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/by hand.hook 0 0"])
+
+    def test_a_hook_that_never_ends_holds_nobody_up(self):
+        self.dio("DI1").AddHook("endless", self.write_script(
+            "endless.sh", f"#!/bin/bash\necho $$ >> {RUNS}\nexec sleep 1000\n"))
+        self.arm("DI1", "endless")
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        for level in (1, 0, 1):
+            self.turn(16, level)
+            recorder.expect([("DIO/DI1", "StateChanged", (level,))])
+        pids = self.wait_for_runs(3)
+        start = time.monotonic()
+        self.stop_daemon()
+        self.assertLess(time.monotonic() - start, scaled(5))
+        self.world.run("kill", *pids)
+        self.start_daemon()
+
+    def test_no_hook_stays_behind_as_a_child(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        for level in (1, 0) * 10:
+            self.turn(16, level)
+            recorder.expect([("DIO/DI1", "StateChanged", (level,))])
+        self.wait_for_runs(20)
+        with open(f"/proc/{self.daemon_pid}/task/{self.daemon_pid}/children") as file:
+            self.assertEqual(file.read(), "")
+
+    def test_selections_may_change_under_load(self):
+        for name in ("first", "second"):
+            self.install(name)
+        self.dio("DI1").SetEvent(3)
+        for i in range(200):
+            self.turn(16, i % 2)
+            self.dio("DI1").SetHook(("first", "second", "none")[i % 3])
+            self.dio("DI1").SetEvent(i % 4)
+        self.dio("DI1").SetEvent(3)
+        self.dio("DI1").SetHook("first")
+        self.wait_for_property("DI1", "Active", 1)
+        self.assertTrue(all(line.endswith(" 0 0") for line in self.runs()))
+
+
+class ReloadTest(HookTest):
+    def test_a_selection_that_is_there_stays(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").Reload()
+        self.assertEqual(lines, ["<debug> [DIO/DI1] Get method call: Reload()",
+                                 f"<debug> [DIO/DI1] {HOOKS}/DI1.script does not exist",
+                                 "<debug> [DIO/DI1] Reload() OK"])
+        self.assertEqual(self.dio("DI1").get("HookName"), "first")
+
+    def test_a_selection_that_is_gone_is_given_up(self):
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        for gone in ("first.sh", "first.hook"):
+            os.unlink(self.here(f"{HOOKS}/{gone}"))
+            self.dio("DI1").Reload()
+            self.assertEqual(self.dio("DI1").get("HookName"), "none")
+            self.assertEqual(self.stored("DI1")["HookName"], "")
+
+    def test_without_a_selection_it_succeeds_with_a_warning(self):
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").Reload()
+        self.assertEqual(lines[-2:], ["<warn>  [DIO/DI1] Failed to set hook, reason: "
+                                      "DI does not set any hook script",
+                                      "<debug> [DIO/DI1] Reload() OK"])
+
+    def test_an_output_has_nothing_to_reload(self):
+        with self.lines_of("DO1") as lines:
+            self.dio("DO1").Reload()
+        self.assertEqual(lines, ["<debug> [DIO/DO1] Get method call: Reload()",
+                                 "<debug> [DIO/DO1] Reload() OK"])
+
+
+class OrphanTest(HookTest):
+    """A script "D.script" is what older versions ran for the input D."""
+
+    temporary = "/etc/tarvel/tmp"
+    script = f"{HOOKS}/DI1.script"
+
+    def prepare(self):
+        super().prepare()
+        os.makedirs(self.here(self.temporary))
+        self.environment = {**self.environment, "TMPDIR": self.temporary}
+
+    def converted(self):
+        return f"<info>  [DIO/DI1] {self.script} is orphan script, setup hook name and link for " \
+               "compatibility"
+
+    def reload(self):
+        """What reloading DI1 writes about the conversion."""
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").Reload()
+        return [line for line in lines if "Get method call" not in line and " OK" not in line]
+
+    def assert_converted(self):
+        self.assertEqual(self.hook_files(), ["DI1.hook", "DI1.script"])
+        self.assertEqual(os.readlink(self.here(f"{HOOKS}/DI1.hook")), self.script)
+        self.assertEqual(os.stat(self.here(self.script)).st_mode & 0o7777, 0o755)
+        self.assertEqual(self.dio("DI1").get("HookName"), "DI1")
+        self.assertEqual(self.stored("DI1")["HookName"], "DI1")
+        self.assertEqual(os.listdir(self.here(self.temporary)), [])
+
+    def test_it_becomes_the_inputs_hook_by_a_reload(self):
+        self.write_script("DI1.script", folder=HOOKS, mode=0o700)
+        self.assertEqual(self.reload(), [self.converted()])
+        self.assert_converted()
+        self.arm("DI1", "DI1")
+        self.turn(16, 1)
+        self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/DI1.hook 0 0"])
+
+    def test_it_becomes_the_inputs_hook_by_an_event(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        self.dio("DI1").SetEvent(1)
+        self.assert_converted()
+
+    def test_it_becomes_the_inputs_hook_by_a_start(self):
+        self.stop_daemon()
+        self.write_script("DI1.script", folder=HOOKS)
+        self.start_daemon()
+        self.assertIn(self.converted(), self.log_lines())
+        self.assert_converted()
+
+    def test_it_is_converted_once(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        self.reload()
+        self.assertEqual(self.reload(),
+                         [f"<debug> [DIO/DI1] Found .hook symlink pointing to {self.script}"])
+        self.assert_converted()
+
+    def test_one_that_some_hook_leads_to_is_left(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        self.link_hook("mine", "../dio-scripts/./DI1.script")
+        self.assertEqual(self.reload()[0],
+                         f"<debug> [DIO/DI1] Found .hook symlink pointing to {self.script}")
+        self.assertEqual(self.hook_files(), ["DI1.script", "mine.hook"])
+
+    def test_one_that_its_owner_cannot_run_is_left(self):
+        self.write_script("DI1.script", folder=HOOKS, mode=0o677)
+        self.assertEqual(self.reload()[0],
+                         f"<warn>  [DIO/DI1] {self.script} is not executable by owner")
+        self.assertEqual(self.hook_files(), ["DI1.script"])
+
+    def test_a_directory_that_cannot_be_opened_is_logged(self):
+        os.rmdir(self.here(HOOKS))
+        self.assertEqual(self.reload()[0], f"<warn>  [DIO/DI1] Error opening directory {HOOKS}: "
+                                           "No such file or directory")
+
+    def test_without_a_temporary_directory_it_stays(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        os.rmdir(self.here(self.temporary))
+        line = self.reload()[1]
+        self.assertTrue(line.startswith("<warn>  [DIO/DI1] Failed to create temp directory: "),
+                        line)
+        self.assertEqual(self.hook_files(), ["DI1.script"])
+
+    def test_a_name_in_use_by_a_link_elsewhere_loses_the_script(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        self.link_hook("DI1", "/else/where")
+        self.assertEqual(self.reload()[:2],
+                         [self.converted(),
+                          "<warn>  [DIO/DI1] Failed to add hook, reason: Hook name is exist, "
+                          "please assign a unique hook name"])
+        self.assertEqual(self.hook_files(), ["DI1.hook"])
+        self.assertEqual(os.listdir(self.here(self.temporary)), [])
+
+    def test_an_output_converts_nothing(self):
+        self.write_script("DO1.script", folder=HOOKS)
+        self.dio("DO1").Reload()
+        self.assertEqual(self.hook_files(), ["DO1.script"])
+
+
+class RestartTest(HookTest):
+    def test_a_kill_leaves_everything_selected(self):
+        self.install("first")
+        self.arm("DI1", "first")
+        self.kill_daemon()
+        self.start_daemon()
+        self.wait_for_property("DI1", "Active", 1)
+        self.turn(16, 1)
+        self.assertEqual(len(self.wait_for_runs(1)), 1)
+
+
+if __name__ == "__main__":
+    perimond.main()
