@@ -211,6 +211,17 @@ do_signal(const Call *call)
                 "signal"));
 }
 
+/* bare-signal INTERFACE: a service that was never told its LEDs */
+static void
+do_bare_signal(const Call *call)
+{
+    zolv_base_manager_add_led_service(
+        call->manager, call->words[1],
+        ZOLV_SIGNAL_LED_SERVICE(g_object_new(
+            ZOLV_TYPE_SIGNAL_LED_SERVICE, "zolv-signal-led-service-interface", call->words[1],
+            "zolv-signal-led-service-base-manager", call->manager, NULL)));
+}
+
 /* sim INTERFACE COUNT [LED1 [LED2 [LED3]]] */
 static void
 do_sim(const Call *call)
@@ -327,6 +338,22 @@ do_null(const Call *call)
         zolv_base_manager_add_sim_led_service(call->manager, NULL, NULL);
     else if (strcmp(function, "update_signal_level") == 0)
         zolv_base_manager_update_signal_level(call->manager, NULL, 0);
+    else if (strcmp(function, "update_signal_strength") == 0)
+        zolv_base_manager_update_signal_strength(call->manager, NULL, 0);
+    else if (strcmp(function, "update_conn_state") == 0)
+        zolv_base_manager_update_conn_state(call->manager, NULL, 0);
+    else if (strcmp(function, "update_sim_leds") == 0)
+        zolv_base_manager_update_sim_leds(call->manager, NULL, 0);
+    else if (strcmp(function, "add_ptn_led_service") == 0)
+        zolv_base_manager_add_ptn_led_service(call->manager, NULL);
+    else if (strcmp(function, "signal_led_service_new") == 0)
+        zolv_signal_led_service_new(NULL, NULL, 2, FALSE, "", "", "", "", "");
+    else if (strcmp(function, "sim_led_service_new") == 0)
+        zolv_sim_led_service_new("wwan0", NULL, 0);
+    else if (strcmp(function, "partition_led_service_new") == 0)
+        zolv_partition_led_service_new(NULL, NULL, 0);
+    else if (strcmp(function, "partition_led_service_update_led") == 0)
+        zolv_partition_led_service_update_led(NULL, NULL);
     else if (strcmp(function, "led_set_state") == 0)
         zolv_led_set_state(NULL, 0, NULL);
     else if (strcmp(function, "obj_export") == 0)
@@ -337,19 +364,33 @@ static const struct {
     const char *word;
     void (*act)(const Call *call);
 } commands[] = {
-    {"led", do_led},       {"gpio", do_gpio},
-    {"create", do_create}, {"same", do_same},
-    {"get", do_get},       {"remove", do_remove},
-    {"export", do_export}, {"unexport", do_unexport},
-    {"path", do_path},     {"alias", do_alias},
-    {"label", do_label},   {"set", do_set},
-    {"slot", do_slot},     {"state", do_state},
-    {"signal", do_signal}, {"sim", do_sim},
-    {"ptn", do_ptn},       {"mounted", do_mounted},
-    {"level", do_level},   {"strength", do_strength},
-    {"conn", do_conn},     {"slot-in-use", do_slot_in_use},
-    {"glib", do_glib},     {"log", do_log},
-    {"child", do_child},   {"null", do_null},
+    {"led", do_led},
+    {"gpio", do_gpio},
+    {"create", do_create},
+    {"same", do_same},
+    {"get", do_get},
+    {"remove", do_remove},
+    {"export", do_export},
+    {"unexport", do_unexport},
+    {"path", do_path},
+    {"alias", do_alias},
+    {"label", do_label},
+    {"set", do_set},
+    {"slot", do_slot},
+    {"state", do_state},
+    {"signal", do_signal},
+    {"sim", do_sim},
+    {"ptn", do_ptn},
+    {"mounted", do_mounted},
+    {"level", do_level},
+    {"strength", do_strength},
+    {"conn", do_conn},
+    {"slot-in-use", do_slot_in_use},
+    {"glib", do_glib},
+    {"log", do_log},
+    {"child", do_child},
+    {"null", do_null},
+    {"bare-signal", do_bare_signal},
     {"pause", do_pause},
 };
 
