@@ -1,0 +1,86 @@
+"""Sources include only downwards: main, manager, services and peripherals, helpers, core.
+
+PERIMOND_TEST_SOURCES names the folder of the sources, PERIMOND_TEST_STAGE that of the staged headers.
+"""
+
+import os
+import re
+import unittest
+
+from perimond import tap
+
+SOURCES = os.environ["PERIMOND_TEST_SOURCES"]
+STAGE = os.environ["PERIMOND_TEST_STAGE"]
+
+MAIN, MANAGER, KINDS, HELPERS, CORE = 4, 3, 2, 1, 0
+ROOM_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
+              HELPERS: "helpers", CORE: "core"}
+
+# The sources of the top folder that are not of the core.
+ROOMS = {"main": MAIN, "tarvelperimond": MAIN, "zolv-base-manager": MANAGER,
+         "zolv-lnv-client": MANAGER, "zolv-model-plugin": MANAGER, "zolv-model-table": MANAGER,
+         "zolv-plugin": MANAGER, "zolv-secure-boot": MANAGER}
+
+# The one way up: the registry that services and sockets call.
+REGISTRY = "zolv-base-manager.h"
+
+
+def room(path):
+    folder = path.partition("/")[0] if "/" in path else ""
+    if folder:
+        return HELPERS if folder == "helpers" else KINDS
+    return ROOMS.get(path.partition(".")[0], CORE)
+
+
+def kind(path):
+    """The kind of a source in a kind's folder; none for what kinds share."""
+    match = re.fullmatch(r"(peripherals/\w+)/.*", path)
+    return match and match[1]
+
+
+class IncludeTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.includes = []
+        for folder, _, names in os.walk(SOURCES):
+            for name in names:
+                if name.endswith((".cc", ".h")):
+                    path = os.path.relpath(os.path.join(folder, name), SOURCES)
+                    with open(os.path.join(folder, name), encoding="utf-8") as file:
+                        cls.includes += [(path, included) for included in
+                                         re.findall(r'^\s*#\s*include\s+"(.*)"', file.read(), re.M)]
+
+    def test_it_sees_the_sources(self):
+        self.assertIn(("main.cc", "zolv-base-manager.h"), self.includes)
+        self.assertIn(("peripherals/led/zolv-led-gpio.h", "peripherals/led/zolv-led.h"),
+                      self.includes)
+
+    def test_every_include_names_the_path_below_the_sources(self):
+        generated = {"zolv-version.h"}
+        self.assertEqual([(path, included) for path, included in self.includes
+                          if included not in generated
+                          and not os.path.exists(os.path.join(SOURCES, included))], [])
+
+    def test_no_source_includes_a_higher_room(self):
+        self.assertEqual([f"{path} of the {ROOM_NAMES[room(path)]} includes {included} of the "
+                          f"{ROOM_NAMES[room(included)]}" for path, included in self.includes
+                          if room(included) > room(path)
+                          and not (included == REGISTRY and room(path) == KINDS)], [])
+
+    def test_only_headers_are_included(self):
+        self.assertEqual([(path, included) for path, included in self.includes
+                          if not included.endswith(".h")], [])
+
+    def test_a_kind_includes_of_another_its_public_headers_alone(self):
+        self.assertEqual([(path, included) for path, included in self.includes
+                          if kind(path) and kind(included) and kind(path) != kind(included)
+                          and not os.path.exists(os.path.join(STAGE, included))], [])
+
+    def test_no_kind_knows_the_services(self):
+        self.assertEqual([(path, included) for path, included in self.includes
+                          if path.startswith("peripherals/")
+                          and included.startswith("services/")], [])
+
+
+if __name__ == "__main__":
+    tap.main()
