@@ -26,7 +26,10 @@ call() {
     local interface=$root_path/$1
     interface=${bus_name}.Obj.${1%%/*}
     show "\$ busctl call $bus_name $root_path/$1 $interface ${*:2}"
-    tour_run busctl call "$bus_name" "$root_path/$1" "$interface" "${@:2}" 2>&1 | sed 's/^/    /'
+    local answer
+    answer=$(tour_run busctl call "$bus_name" "$root_path/$1" "$interface" "${@:2}" 2>&1) ||
+        fail "$answer"
+    [ -z "$answer" ] || show "  $answer"
 }
 
 # expect WHAT WANTED COMMAND...: shows what a command prints, which must hold WANTED.
@@ -114,4 +117,97 @@ tour_hot_plug() {
     show "board: ${unplug[*]}"
     tour_verb "${unplug[@]}" >/dev/null
     await "\[Board\] remove .*'$2'"
+}
+
+# tour_buzzer NAME LINE: a buzzer on a GPIO line.
+tour_buzzer() {
+    say "A buzzer."
+    call "Buzzer/$1" SetState u 1
+    expect "line $2" 1 tour_verb read "$2"
+    call "Buzzer/$1" SetState u 0
+    expect "line $2" 0 tour_verb read "$2"
+}
+
+# tour_outputs NAME LINE: a digital output.
+tour_outputs() {
+    say "A digital output."
+    call "DIO/$1" SetState u 1
+    expect "line $2" 1 tour_verb read "$2"
+    call "DIO/$1" SetState u 0
+}
+
+# tour_turn_round NAME INPUT-LINE OUTPUT-LINE: a channel on two lines changes its direction.
+tour_turn_round() {
+    say "A channel that is an input or an output, as one likes."
+    call "DIO/$1" GetDirection
+    call "DIO/$1" SetDirection u 1
+    call "DIO/$1" SetState u 0
+    expect "its output, line $3" 0 tour_verb read "$3"
+    call "DIO/$1" SetDirection u 0
+    expect "its output, released" 1 tour_verb read "$3"
+    call "DIO/$1" GetState
+}
+
+# script_file PATH TEXT: puts a script on the board.
+script_file() {
+    printf '#!/bin/sh\n%s\n' "$2" | tour_run sh -c "cat >$1 && chmod +x $1"
+}
+
+# expect_file PATH PATTERN: waits until a script has written that, and shows it.
+expect_file() {
+    local text=''
+    for _ in $(seq 100); do
+        text=$(tour_run cat "$1" 2>/dev/null)
+        grep -q -e "$2" <<<"$text" && { sed 's/^/  the script wrote: /' <<<"$text"; return; }
+        sleep 0.1
+    done
+    fail "the script wrote '$text' instead of '$2'"
+}
+
+# tour_hook NAME LINE: a turned input runs a hook; the inputs read inverted, so a fall of the level
+# is the rising edge.
+tour_hook() {
+    say "A digital input runs a hook script on its edges."
+    script_file /run/tour-hook.sh "echo \"\$(id -un) saw the edge: \$0\" >>/run/tour-hook.out"
+    tour_verb turn "$2" 1
+    call "DIO/$1" AddHook ss edge /run/tour-hook.sh
+    call "DIO/$1" SetHook s edge
+    call "DIO/$1" SetEvent u 1
+    sleep 0.5
+    show "board: turn $2 0"
+    tour_verb turn "$2" 0
+    expect_file /run/tour-hook.out 'edge.hook'
+    call "DIO/$1" GetState
+    call "DIO/$1" ListHook
+    call "DIO/$1" SetEvent u 0
+    call "DIO/$1" SetHook s none
+    call "DIO/$1" DeleteHook s edge
+}
+
+# tour_action NAME KEY: a pressed button runs an action, with the seconds that it was held.
+tour_action() {
+    say "A button runs an action script on press, each second of holding, and release."
+    script_file /run/tour-action.sh 'echo "$1 $2" >>/run/tour-action.out'
+    call "Button/$1" AddAction ss tour /run/tour-action.sh
+    call "Button/$1" SetAction s tour
+    sleep 0.3
+    show "board: hold $2, 2.5 s, release $2"
+    tour_verb hold "$2"
+    sleep 2.5
+    tour_verb release "$2"
+    expect_file /run/tour-action.out 'release 2'
+    call "Button/$1" ListAction
+    call "Button/$1" SetAction s disabled
+    call "Button/$1" DeleteAction s tour
+}
+
+# tour_console NAME VARIABLE: the console is to be off from the next boot on.
+tour_console() {
+    say "The console is switched off from the next boot on; until then it stays."
+    expect "boot variable $2" 1 tour_verb env "$2"
+    call "Console/$1" SetIOState u 1
+    expect "boot variable $2" 0 tour_verb env "$2"
+    expect "IOState" 'u 2' tour_run busctl get-property $bus_name "$root_path/Console/$1" \
+        $bus_name.Obj.Console IOState
+    call "Console/$1" SetIOState u 2
 }
