@@ -89,7 +89,21 @@ do_create(const Call *call)
         }
 }
 
-/* same TYPE NAME: whether a second creation gives the object that is there */
+/* class TYPE NAME: an object of a class of that name; one that the daemon does not have yet is
+ * nothing more than its name */
+static void
+do_class(const Call *call)
+{
+    GType type = g_type_from_name(call->words[1]);
+
+    if (type == 0)
+        type = g_type_register_static_simple(zolv_obj_get_type(), call->words[1],
+                                             sizeof(ZolvObjClass), NULL, sizeof(ZolvObj), NULL, 0);
+    INFO("created %s",
+         zolv_obj_get_id(zolv_base_manager_create_new_object(call->manager, type, call->words[2])));
+}
+
+/* same NAME: whether a second creation gives the object that is there */
 static void
 do_same(const Call *call)
 {
@@ -364,33 +378,20 @@ static const struct {
     const char *word;
     void (*act)(const Call *call);
 } commands[] = {
-    {"led", do_led},
-    {"gpio", do_gpio},
-    {"create", do_create},
-    {"same", do_same},
-    {"get", do_get},
-    {"remove", do_remove},
-    {"export", do_export},
-    {"unexport", do_unexport},
-    {"path", do_path},
-    {"alias", do_alias},
-    {"label", do_label},
-    {"set", do_set},
-    {"slot", do_slot},
-    {"state", do_state},
-    {"signal", do_signal},
-    {"sim", do_sim},
-    {"ptn", do_ptn},
-    {"mounted", do_mounted},
-    {"level", do_level},
-    {"strength", do_strength},
-    {"conn", do_conn},
-    {"slot-in-use", do_slot_in_use},
-    {"glib", do_glib},
-    {"log", do_log},
-    {"child", do_child},
-    {"null", do_null},
-    {"bare-signal", do_bare_signal},
+    {"led", do_led},       {"gpio", do_gpio},
+    {"create", do_create}, {"same", do_same},
+    {"get", do_get},       {"remove", do_remove},
+    {"export", do_export}, {"unexport", do_unexport},
+    {"path", do_path},     {"alias", do_alias},
+    {"label", do_label},   {"set", do_set},
+    {"slot", do_slot},     {"state", do_state},
+    {"signal", do_signal}, {"sim", do_sim},
+    {"ptn", do_ptn},       {"mounted", do_mounted},
+    {"level", do_level},   {"strength", do_strength},
+    {"conn", do_conn},     {"slot-in-use", do_slot_in_use},
+    {"glib", do_glib},     {"log", do_log},
+    {"child", do_child},   {"null", do_null},
+    {"class", do_class},   {"bare-signal", do_bare_signal},
     {"pause", do_pause},
 };
 
