@@ -65,6 +65,8 @@ class Board:
         self._launch(setup, None if booted else snapshot)
         if booted:
             self.wait_settled()
+            if not bare:
+                self.wait_started()
             if not cold:
                 self._save(snapshot)
         return booted
@@ -248,6 +250,11 @@ class Board:
         if state != "running":
             raise BoardError(f"the board's state is {state}:\n" +
                              self.run("systemctl --failed --no-legend --plain").out)
+
+    def wait_started(self, timeout=60):
+        """Waits until the daemon says that it has started."""
+        self.call("until journalctl -b -u tarvelperimond -o cat --no-pager | "
+                  "grep -q 'Manager. TarvelPerimond Started'; do sleep 0.1; done", timeout=timeout)
 
     def shell(self):
         """A shell on the board, on this terminal."""
