@@ -262,10 +262,10 @@ measure_edges(char **argv)
     for (int i = 0; i < atoi(argv[4]); i++) {
         uint64_t hooked = 0;
 
-        /* Any moment between two samples; the pass with the last edge is over. */
+        /* Lines begin high. Any moment between two samples; the pass with the last edge is over. */
         usleep(2 * interval_us + (unsigned)random() % interval_us);
         const uint64_t turned = now_ns(CLOCK_MONOTONIC);
-        check(pwrite(value, i % 2 == 0 ? "1" : "0", 1, 0) < 0 ? -errno : 0, argv[2]);
+        check(pwrite(value, i % 2 == 0 ? "0" : "1", 1, 0) < 0 ? -errno : 0, argv[2]);
         for (heard = 0; heard == 0;) {
             const int work = sd_bus_process(bus, NULL);
 
