@@ -97,6 +97,10 @@ class ObjectTest(ProbeTest):
                          (f"{ROOT}/LED/ONE",
                           ["com.tarvel.Perimond.Obj", "com.tarvel.Perimond.Obj.LED"]))
         self.assertEqual(self.objects(), ["LED/TWO"])
+        with self.assertRaises(GLib.Error) as caught:
+            self.bus_object("LED/ONE").call("com.tarvel.Perimond.Obj.LED", "GetState")
+        self.assertEqual(Gio.DBusError.get_remote_error(caught.exception),
+                         "org.freedesktop.DBus.Error.UnknownMethod")
 
     def test_a_removed_object_comes_back_under_its_path(self):
         self.act("remove LED/ONE")

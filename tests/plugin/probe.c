@@ -340,6 +340,37 @@ do_pause(const Call *call)
     g_usleep(1000UL * number(call, 1));
 }
 
+/* iterate MILLISECONDS: handles what arrives on the main loop, from within a callback */
+static void
+do_iterate(const Call *call)
+{
+    gint64 end = g_get_monotonic_time() + 1000 * (gint64)number(call, 1);
+
+    while (g_get_monotonic_time() < end)
+        if (!g_main_context_iteration(NULL, FALSE))
+            g_usleep(1000);
+}
+
+/* setting GROUP KEY: reads it */
+static void
+do_setting(const Call *call)
+{
+    guint value = 0;
+
+    if (zolv_helper_config_get_guint(call->words[1], call->words[2], &value))
+        INFO("setting is %u", value);
+    else
+        INFO("no setting");
+}
+
+/* store GROUP KEY FIRST LAST: sets it to each number, one after the other */
+static void
+do_store(const Call *call)
+{
+    for (guint value = number(call, 3); value <= number(call, 4); value++)
+        zolv_helper_config_set_guint(call->words[1], call->words[2], value);
+}
+
 /* null FUNCTION: calls it without what it needs */
 static void
 do_null(const Call *call)
@@ -378,20 +409,37 @@ static const struct {
     const char *word;
     void (*act)(const Call *call);
 } commands[] = {
-    {"led", do_led},       {"gpio", do_gpio},
-    {"create", do_create}, {"same", do_same},
-    {"get", do_get},       {"remove", do_remove},
-    {"export", do_export}, {"unexport", do_unexport},
-    {"path", do_path},     {"alias", do_alias},
-    {"label", do_label},   {"set", do_set},
-    {"slot", do_slot},     {"state", do_state},
-    {"signal", do_signal}, {"sim", do_sim},
-    {"ptn", do_ptn},       {"mounted", do_mounted},
-    {"level", do_level},   {"strength", do_strength},
-    {"conn", do_conn},     {"slot-in-use", do_slot_in_use},
-    {"glib", do_glib},     {"log", do_log},
-    {"child", do_child},   {"null", do_null},
-    {"class", do_class},   {"bare-signal", do_bare_signal},
+    {"led", do_led},
+    {"gpio", do_gpio},
+    {"create", do_create},
+    {"same", do_same},
+    {"get", do_get},
+    {"remove", do_remove},
+    {"export", do_export},
+    {"unexport", do_unexport},
+    {"path", do_path},
+    {"alias", do_alias},
+    {"label", do_label},
+    {"set", do_set},
+    {"slot", do_slot},
+    {"state", do_state},
+    {"signal", do_signal},
+    {"sim", do_sim},
+    {"ptn", do_ptn},
+    {"mounted", do_mounted},
+    {"level", do_level},
+    {"strength", do_strength},
+    {"conn", do_conn},
+    {"slot-in-use", do_slot_in_use},
+    {"glib", do_glib},
+    {"log", do_log},
+    {"child", do_child},
+    {"null", do_null},
+    {"iterate", do_iterate},
+    {"setting", do_setting},
+    {"store", do_store},
+    {"class", do_class},
+    {"bare-signal", do_bare_signal},
     {"pause", do_pause},
 };
 
