@@ -1,7 +1,6 @@
 #include "tvl-log.h"
 #include "zolv-assert.h"
 #include "zolv-base-manager.h"
-#include "zolv-text.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -22,8 +21,7 @@ bus_acquired_cb(GDBusConnection *connection, const gchar *, gpointer)
     ZOLV_ASSERT(!manager);
     manager = zolv_base_manager_new(connection, &error);
     if (manager == nullptr) {
-        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to create manager: %s",
-                 zolv::fit_text(error->message).c_str());
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to create manager: %s", error->message);
         g_main_loop_quit(loop);
     }
 }

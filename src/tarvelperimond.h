@@ -18,6 +18,7 @@
 #include "helpers/zolv-helpers-sysfs-pwm.h"
 #include "helpers/zolv-helpers-ubootenv.h"
 
+#include "peripherals/button/zolv-button.h"
 #include "peripherals/buzzer/zolv-buzzer-gpio.h"
 #include "peripherals/buzzer/zolv-buzzer-pcspkr.h"
 #include "peripherals/buzzer/zolv-buzzer-pwm.h"

@@ -32,6 +32,7 @@ class UniqueFd {
 
     int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
+    int release() { return std::exchange(fd_, -1); }
     void reset(int fd = -1)
     {
         if (fd_ >= 0)

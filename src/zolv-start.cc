@@ -60,6 +60,11 @@ start(const Inheritance &inheritance, char *const *arguments)
 int
 zolv::start_program(std::initializer_list<const char *> arguments)
 {
+    return StartingProgram(arguments).finish();
+}
+
+zolv::StartingProgram::StartingProgram(std::initializer_list<const char *> arguments)
+{
     const Inheritance inheritance;
     std::vector<char *> vector{const_cast<char *>("/bin/sh")};
     std::array<int, 2> ends{};
@@ -67,26 +72,35 @@ zolv::start_program(std::initializer_list<const char *> arguments)
     for (const char *argument : arguments)
         vector.push_back(const_cast<char *>(argument));
     vector.push_back(nullptr);
-    if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        return errno;
-    const UniqueFd report(ends[0]);
-    UniqueFd write_end(ends[1]);
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        error_ = errno;
+        return;
+    }
+    report_.reset(ends[0]);
+    const UniqueFd write_end(ends[1]);
 
     /* The child ends at once and leaves the program to init. */
-    const pid_t child = fork();
-    if (child < 0)
-        return errno;
-    if (child == 0) {
+    child_ = fork();
+    if (child_ < 0) {
+        error_ = errno;
+        report_.reset();
+    }
+    if (child_ == 0) {
         const int error = start(inheritance, vector.data());
         _exit(write(write_end.get(), &error, sizeof error) == sizeof error ? 0 : 1);
     }
-    write_end.reset();
+}
 
-    int error = 0;
-    if (read(report.get(), &error, sizeof error) != sizeof error)
-        error = ECHILD;
+int
+zolv::StartingProgram::finish()
+{
+    if (!report_)
+        return error_;
+    if (read(report_.get(), &error_, sizeof error_) != sizeof error_)
+        error_ = ECHILD;
+    report_.reset();
     /* Where SIGCHLD is ignored this waits for the end and learns nothing. */
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR)
+    while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR)
         ;
-    return error;
+    return error_;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "zolv-raii.h"
+
 #include <initializer_list>
+#include <sys/types.h>
 
 namespace zolv {
 
@@ -14,5 +17,24 @@ namespace zolv {
  * Any thread may call this. Returns 0 or the system's error number.
  */
 int start_program(std::initializer_list<const char *> arguments);
+
+/* The same for a caller that has other things to do while the program is started. */
+class StartingProgram {
+  public:
+    explicit StartingProgram(std::initializer_list<const char *> arguments);
+    StartingProgram(const StartingProgram &) = delete;
+    StartingProgram &operator=(const StartingProgram &) = delete;
+    ~StartingProgram() { finish(); }
+
+    /* Readable as soon as finish() does not block; -1 when it never does. */
+    int report_fd() const { return report_.get(); }
+    /* Waits for the outcome: 0 or the system's error number. */
+    int finish();
+
+  private:
+    UniqueFd report_;
+    pid_t child_ = -1;
+    int error_ = 0;
+};
 
 } // namespace zolv

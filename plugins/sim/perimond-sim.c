@@ -75,6 +75,26 @@ static const struct {
     {"DIO1", 28, 29, GPIO_DIRECTION_IN},
 };
 
+/* Push buttons. The scripts lie in the folder of the actions; a package of the board brings them.
+ */
+static const struct {
+    const char *name;
+    const char *device;
+    const char *default_action;
+    const char *default_script;
+} buttons[] = {
+    {"RESET", "/dev/input/event0", "default", "default.script"},
+    {"USER", "/dev/input/event1", "default", "default.script"},
+};
+
+/* Actions for any button that clients can neither replace nor delete. */
+static const struct {
+    const char *action;
+    const char *script;
+} reserved_actions[] = {
+    {"factory-reset", "factory-reset.script"},
+};
+
 static void
 create_leds(ZolvBaseManager *manager)
 {
@@ -91,6 +111,22 @@ create_leds(ZolvBaseManager *manager)
 
         zolv_led_define_alias(led, gpio_leds[i].alias);
         zolv_led_gpio_define_gpio(ZOLV_LED_GPIO(led), gpio_leds[i].pin, gpio_leds[i].active_low);
+    }
+}
+
+static void
+create_buttons(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(buttons); i++) {
+        ZolvButton *button = ZOLV_BUTTON(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUTTON, buttons[i].name));
+
+        for (gsize j = 0; j < G_N_ELEMENTS(reserved_actions); j++)
+            zolv_button_define_reserved_action_script(button, reserved_actions[j].script,
+                                                      reserved_actions[j].action);
+        zolv_button_define_default_script(button, buttons[i].default_script,
+                                          buttons[i].default_action);
+        zolv_button_define_device(button, buttons[i].device); /* exports the object */
     }
 }
 
@@ -166,6 +202,7 @@ void
 platform_init(ZolvBaseManager *manager)
 {
     create_leds(manager);
+    create_buttons(manager);
     create_buzzers(manager);
     create_consoles(manager);
     create_dios(manager);

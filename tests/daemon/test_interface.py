@@ -8,6 +8,7 @@ from introspection import interfaces
 
 COMMON = "com.tarvel.Perimond.Obj"
 KINDS = [  # which of the peripheral interfaces objects of the simulated board carry
+    "Button",
     "Buzzer",
     "Console",
     "DIO",
