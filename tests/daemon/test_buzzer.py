@@ -17,7 +17,7 @@ class BuzzerTest(perimond.DaemonTest):
 class AnyBuzzerTest(BuzzerTest):
     def test_each_kind_refuses_a_state_above_one(self):
         for identifier in ("Buzzer/ALARM", "Buzzer/SPEAKER", "Buzzer/TONE"):
-            with self.subTest(identifier), self.log() as lines:
+            with self.subTest(identifier), self.log(f"[{identifier}]") as lines:
                 with self.assertBusError("InvalidArgument", "Invalid Buzzer state"):
                     self.bus_object(identifier).SetState(2)
             self.assertEqual(

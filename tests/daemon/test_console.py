@@ -57,7 +57,8 @@ class EnabledConsoleTest(ConsoleTest):
     def test_switching_it_off_is_written_for_the_next_boot_and_published_then(self):
         with self.log() as lines:
             self.console.SetIOState(1)
-        self.assertEqual(lines, [
+        # The inputs are read at any time.
+        self.assertEqual([line for line in lines if "[Common]" not in line], [
             "<info>  [Console/CONSOLE1] Get method call: SetIOState()",
             "<debug> [Console/CONSOLE1] Write bootenv: console_enable",
             '<debug> [UBOOTENV] Read ubootenv "console_enable": "1"',
@@ -123,7 +124,7 @@ class EnabledConsoleTest(ConsoleTest):
         other = self.bus_object("Console/CONSOLE2")
         with self.log() as lines:
             other.SetIOState(1)
-        self.assertEqual(lines, ["<info>  [Console/CONSOLE2] Get method call: SetIOState()",
+        self.assertEqual([line for line in lines if "[Common]" not in line], ["<info>  [Console/CONSOLE2] Get method call: SetIOState()",
                                  "<info>  [Console/CONSOLE2] SetIOState() OK, io_state=1"])
         self.assertEqual((other.get("IOState"), self.stored("Console/CONSOLE2")), (2, "false"))
         self.assertEqual(self.variable(), "1")
