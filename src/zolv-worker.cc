@@ -1,11 +1,15 @@
 #include "zolv-worker.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
+
+using namespace std::chrono_literals;
 
 /* pthread_setname_np() refuses a longer name, terminator not counted. */
 constexpr std::size_t max_name_length = 15;
@@ -31,6 +35,9 @@ zolv::Worker::start(const char *name, Body body, Wake wake)
         return;
     body_ = std::move(body);
     wake_ = std::move(wake);
+    /* The requests that ended the last thread are not for this one. */
+    while (sem_trywait(&stop_requested_) == 0)
+        ;
     /* Set before the thread first looks at it. */
     running_.store(true, std::memory_order_release);
     thread_ = g_thread_new(std::string(name).substr(0, max_name_length).c_str(), run, this);
@@ -40,11 +47,8 @@ zolv::Worker::start(const char *name, Body body, Wake wake)
 void
 zolv::Worker::request_stop()
 {
-    {
-        const std::lock_guard lock(mutex_);
-        running_.store(false, std::memory_order_release);
-    }
-    changed_.notify_all();
+    running_.store(false, std::memory_order_release);
+    sem_post(&stop_requested_);
     if (wake_)
         wake_();
 }
@@ -64,9 +68,16 @@ zolv::Worker::stop()
 bool
 zolv::Worker::sleep_for(std::chrono::microseconds duration)
 {
-    std::unique_lock lock(mutex_);
+    using std::chrono::nanoseconds;
+    const auto until = std::chrono::steady_clock::now() + duration;
+    const nanoseconds since_boot = until.time_since_epoch();
+    timespec deadline{};
 
-    changed_.wait_for(lock, duration, [this] { return !running(); });
+    deadline.tv_sec = since_boot / 1s;
+    deadline.tv_nsec = (since_boot % 1s).count();
+    while (running() && sem_clockwait(&stop_requested_, CLOCK_MONOTONIC, &deadline) != 0 &&
+           errno == EINTR)
+        ;
     return running();
 }
 

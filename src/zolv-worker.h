@@ -2,18 +2,16 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <glib.h>
-#include <mutex>
+#include <semaphore.h>
 
 namespace zolv {
 
 /*
  * One thread that works for an object. It is told to stop by a flag and woken from its wait at
  * once, so nobody waits out an interval. start() and stop() belong to the main loop; the destructor
- * stops. GLib's thread functions give the thread its name; what the threads share is guarded by the
- * standard library's primitives, which ThreadSanitizer understands.
+ * stops. GLib's thread functions give the thread its name.
  */
 class Worker {
   public:
@@ -21,10 +19,14 @@ class Worker {
     using Wake = std::function<void()>;
     using Body = std::function<void(Worker &)>;
 
-    Worker() = default;
+    Worker() { sem_init(&stop_requested_, 0, 0); }
     Worker(const Worker &) = delete;
     Worker &operator=(const Worker &) = delete;
-    ~Worker() { stop(); }
+    ~Worker()
+    {
+        stop();
+        sem_destroy(&stop_requested_);
+    }
 
     /* Does nothing when the thread runs. The kernel keeps the first 15 bytes of @name. */
     void start(const char *name, Body body, Wake wake = {});
@@ -49,8 +51,8 @@ class Worker {
     GThread *thread_ = nullptr;
     Body body_;
     Wake wake_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    /* A wait for it is one system call; a condition variable would need another for its mutex. */
+    sem_t stop_requested_{};
     std::atomic<bool> running_ = false;
 };
 
