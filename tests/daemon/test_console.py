@@ -124,7 +124,8 @@ class EnabledConsoleTest(ConsoleTest):
         other = self.bus_object("Console/CONSOLE2")
         with self.log() as lines:
             other.SetIOState(1)
-        self.assertEqual([line for line in lines if "[Common]" not in line], ["<info>  [Console/CONSOLE2] Get method call: SetIOState()",
+        self.assertEqual([line for line in lines if "[Common]" not in line],
+                         ["<info>  [Console/CONSOLE2] Get method call: SetIOState()",
                                  "<info>  [Console/CONSOLE2] SetIOState() OK, io_state=1"])
         self.assertEqual((other.get("IOState"), self.stored("Console/CONSOLE2")), (2, "false"))
         self.assertEqual(self.variable(), "1")
