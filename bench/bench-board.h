@@ -12,6 +12,14 @@
 #define BENCH_CLASS_LEDS 80
 #define BENCH_GPIO_LEDS 20
 
+/* With this variable in the environment the computer has inputs too, which the floor has not:
+ * DIO/I00 to DIO/I15 on the lines from 100 on, and Button/B0 to Button/B7 on BENCH_FOLDER/button0
+ * and so on. */
+#define BENCH_INPUTS_VARIABLE "BENCH_INPUTS"
+#define BENCH_INPUTS 16
+#define BENCH_FIRST_INPUT_LINE 100
+#define BENCH_BUTTONS 8
+
 /* The event that ends a burst, and the folder where each listener then leaves its count. */
 #define BENCH_LAST_EVENT "bench-last"
 #define BENCH_FOLDER "/run/bench"

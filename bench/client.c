@@ -22,6 +22,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <time.h>
@@ -152,7 +153,7 @@ measure_depth(char **argv)
 }
 
 static int
-note_owner(sd_bus_message *signal, void *data, sd_bus_error *error)
+note_time(sd_bus_message *signal, void *data, sd_bus_error *error)
 {
     (void)signal;
     (void)error;
@@ -187,7 +188,7 @@ measure_start(char **argv)
     snprintf(match, sizeof match,
              "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='%s'",
              argv[0]);
-    check(sd_bus_add_match(bus, NULL, match, note_owner, &named), "match");
+    check(sd_bus_add_match(bus, NULL, match, note_time, &named), "match");
 
     posix_spawn_file_actions_t streams;
     posix_spawn_file_actions_init(&streams);
@@ -223,6 +224,59 @@ measure_start(char **argv)
     check(status == 0 ? 0 : -ECHILD, argv[3]);
     printf("%.1f %.1f %.1f %.1f\n", (double)(named - start) / 1e3, (double)(ready - start) / 1e3,
            (double)processor / 1e3, (double)(now_ns(CLOCK_MONOTONIC) - told) / 1e3);
+    sd_bus_unref(bus);
+}
+
+/* The script, bench-hook, writes its time of start into this. */
+#define HOOK_TIMES "/run/bench/hook-times"
+
+static void
+select_hook(sd_bus *bus, const char *name, const char *object, const char *script)
+{
+    static const char interface[] = "com.tarvel.Perimond.Obj.DIO";
+
+    check(sd_bus_call_method(bus, name, object, interface, "AddHook", NULL, NULL, "ss", "bench",
+                             script),
+          "AddHook");
+    check(sd_bus_call_method(bus, name, object, interface, "SetHook", NULL, NULL, "s", "bench"),
+          "SetHook");
+    check(sd_bus_call_method(bus, name, object, interface, "SetEvent", NULL, NULL, "u", 3),
+          "SetEvent");
+}
+
+static void
+measure_edges(char **argv)
+{
+    sd_bus *bus = connect_bus();
+    const unsigned interval_us = (unsigned)atoi(argv[3]) * 1000;
+    uint64_t heard = 0;
+
+    check(mkfifo(HOOK_TIMES, 0600) < 0 ? -errno : 0, HOOK_TIMES);
+    const int times = open(HOOK_TIMES, O_RDWR | O_CLOEXEC);
+    const int value = open(argv[2], O_WRONLY | O_CLOEXEC);
+    check(sd_bus_match_signal(bus, NULL, NULL, argv[1], "com.tarvel.Perimond.Obj.DIO",
+                              "StateChanged", note_time, &heard),
+          "match");
+    select_hook(bus, argv[0], argv[1], argv[5]);
+    srandom(1);
+    for (int i = 0; i < atoi(argv[4]); i++) {
+        uint64_t hooked = 0;
+
+        /* Lines begin high. Any moment between two samples; the pass with the last edge is over. */
+        usleep(2 * interval_us + (unsigned)random() % interval_us);
+        const uint64_t turned = now_ns(CLOCK_MONOTONIC);
+        check(pwrite(value, i % 2 == 0 ? "0" : "1", 1, 0) < 0 ? -errno : 0, argv[2]);
+        for (heard = 0; heard == 0;) {
+            const int work = sd_bus_process(bus, NULL);
+
+            check(work, "process");
+            if (work == 0 && heard == 0)
+                check(sd_bus_wait(bus, TIMEOUT_US), "wait");
+        }
+        check(read(times, &hooked, sizeof hooked) < 0 ? -errno : 0, HOOK_TIMES);
+        printf("%.1f %.1f\n", (double)(heard - turned) / 1e3, (double)(hooked - turned) / 1e3);
+    }
+    unlink(HOOK_TIMES);
     sd_bus_unref(bus);
 }
 
@@ -299,10 +353,8 @@ main(int argc, char **argv)
         int n_arguments;
         void (*run)(char **arguments);
     } commands[] = {
-        {"call", 5, measure_calls},
-        {"depth", 5, measure_depth},
-        {"start", 4, measure_start},
-        {"burst", 1, send_burst},
+        {"call", 5, measure_calls}, {"depth", 5, measure_depth}, {"start", 4, measure_start},
+        {"edge", 6, measure_edges}, {"burst", 1, send_burst},
     };
 
     for (size_t i = 0; argc > 1 && i < sizeof commands / sizeof *commands; i++)

@@ -1,6 +1,7 @@
 #include "tvl-log.h"
 #include "zolv-assert.h"
 #include "zolv-base-manager.h"
+#include "zolv-text.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -21,7 +22,8 @@ bus_acquired_cb(GDBusConnection *connection, const gchar *, gpointer)
     ZOLV_ASSERT(!manager);
     manager = zolv_base_manager_new(connection, &error);
     if (manager == nullptr) {
-        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to create manager: %s", error->message);
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to create manager: %s",
+                 zolv::fit_text(error->message).c_str());
         g_main_loop_quit(loop);
     }
 }

@@ -17,6 +17,7 @@
 #include "zolv-worker.h"
 
 #include <array>
+#include <fcntl.h>
 #include <gudev/gudev.h>
 #include <malloc.h>
 #include <map>
@@ -88,7 +89,8 @@ const std::map<std::string_view, const char *> type_words = {
 const char *
 type_word(GType type)
 {
-    const auto row = type_words.find(g_type_name(type));
+    const char *name = g_type_name(type);
+    const auto row = name != nullptr ? type_words.find(name) : type_words.end();
 
     if (row == type_words.end())
         ZOLV_ASSERT_NOT_REACHED();
@@ -170,12 +172,12 @@ zolv_base_manager_initable_init(GInitable *initable, GCancellable *, GError **er
     ZolvBaseManagerPrivate *priv = self->priv;
     std::string model;
 
-    zolv::sweep_leftovers();
     if (!identify_model(self, model, error) || !load_plugin(self, model, error))
         return FALSE;
     priv->mount_table.reset(g_io_channel_new_file(MOUNT_TABLE, "r", error));
     if (priv->mount_table == nullptr)
         return FALSE;
+    fcntl(g_io_channel_unix_get_fd(priv->mount_table.get()), F_SETFD, FD_CLOEXEC);
     if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(self), priv->connection.get(),
                                           MANAGER_PATH, error))
         return FALSE;
@@ -257,7 +259,7 @@ zolv_base_manager_class_init(ZolvBaseManagerClass *klass)
         object_class, PROP_CONNECTION,
         g_param_spec_object("base-manager-connection", "Connection",
                             "GDBus connection to the system bus", G_TYPE_DBUS_CONNECTION,
-                            G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
+                            G_PARAM_READWRITE | G_PARAM_CONSTRUCT | G_PARAM_STATIC_STRINGS));
 }
 
 static void
@@ -341,6 +343,8 @@ zolv_base_manager_start(ZolvBaseManager *self)
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
 
+    /* Whoever owns the name is alone with the files: a second instance must not touch them. */
+    zolv::sweep_leftovers();
     _tvl_log(TVL_LOG_INFO, "[Manager] Running platform init function");
     self->priv->plugin.platform_init(self);
     _tvl_log(TVL_LOG_INFO, "[Udev] Start listening");
@@ -362,11 +366,11 @@ zolv_base_manager_shutdown(ZolvBaseManager *self)
     priv->plugin.platform_shutdown(self);
     /* All threads end side by side; the objects then join theirs without waiting in turn. */
     zolv::Worker::request_stop_all();
-    for (auto &[id, object] : priv->objects) {
-        zolv_obj_unexport(object.get());
-        object.reset();
+    while (!priv->objects.empty()) {
+        /* Out of the registry first: what the end of an object sets off no longer finds it. */
+        const auto entry = priv->objects.extract(priv->objects.begin());
+        zolv_obj_unexport(entry.mapped().get());
     }
-    priv->objects.clear();
     priv->services.clear();
     stop_mount_watch(priv);
     priv->mount_table.reset();
@@ -382,6 +386,7 @@ zolv_base_manager_create_new_object(ZolvBaseManager *self, GType type, const gch
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZOLV_ASSERT(name != NULL);
     ZolvBaseManagerPrivate *priv = self->priv;
     const char *word = type_word(type);
     const auto known = priv->objects.find(std::string(word) + "/" + zolv::fit_text(name));
@@ -401,7 +406,7 @@ zolv_base_manager_get_object(ZolvBaseManager *self, const gchar *id)
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
-    const auto known = self->priv->objects.find(id);
+    const auto known = self->priv->objects.find(zolv::fit_text(id));
 
     if (known == self->priv->objects.end()) {
         _tvl_log(TVL_LOG_ERROR, "[Manager] Object '%s' not found", zolv::fit_text(id).c_str());
@@ -415,7 +420,7 @@ zolv_base_manager_remove_object(ZolvBaseManager *self, const gchar *id)
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
-    const auto known = self->priv->objects.find(id);
+    const auto known = self->priv->objects.find(zolv::fit_text(id));
     ZolvObj *obj = known == self->priv->objects.end() ? nullptr : known->second.get();
 
     ZOLV_ASSERT(obj != NULL);

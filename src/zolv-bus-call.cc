@@ -60,7 +60,8 @@ zolv::BusCall::~BusCall()
         ZOLV_ASSERT(error_ != NULL);
         make_message_fit(error_);
         if (levels_.failed != 0)
-            zolv_obj_log(obj_, levels_.failed, "%s failed: %s", name_.c_str(), error_->message);
+            zolv_obj_log(obj_, levels_.failed, "%s failed: %s", name_.c_str(),
+                         fit_text(error_->message).c_str());
         g_dbus_method_invocation_take_error(invocation_, error_);
         error_ = nullptr;
     }

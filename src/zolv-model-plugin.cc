@@ -3,6 +3,7 @@
 #include "tvl-log.h"
 #include "zolv-error.h"
 #include "zolv-raii.h"
+#include "zolv-text.h"
 
 #include <utility>
 
@@ -35,7 +36,8 @@ zolv::ModelPlugin::open(const char *file_name, GError **error)
     module_ = g_module_open(path.get(), G_MODULE_BIND_LAZY);
     if (module_ == nullptr) {
         /* The error names the file alone; an integrator needs the loader's reason. */
-        _tvl_log(TVL_LOG_ERROR, "[Manager] Plugin not loaded: %s", g_module_error());
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Plugin not loaded: %s",
+                 fit_text(g_module_error()).c_str());
         g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "failed to load plugin '%s'",
                     file_name);
         return false;

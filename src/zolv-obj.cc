@@ -19,7 +19,7 @@ struct _ZolvObjPrivate {
     zolv::ObjectPtr<GDBusObjectManagerServer> object_manager;
     std::string id;
     std::string object_path;
-    bool exported = false;
+    std::string exported_path; /* empty while not exported; renaming does not move the object */
 };
 
 G_DEFINE_TYPE(ZolvObj, zolv_obj, ZOLV_GDBUS_TYPE_OBJECT_SKELETON)
@@ -53,7 +53,7 @@ export_obj(ZolvObj *self)
 {
     ZolvObjPrivate *priv = self->priv;
 
-    if (priv->exported)
+    if (!priv->exported_path.empty())
         return;
     ZOLV_ASSERT(self->priv->object_manager != NULL);
     if (!path_is_valid(priv)) {
@@ -64,7 +64,7 @@ export_obj(ZolvObj *self)
     zolv::cache_properties(G_DBUS_OBJECT_SKELETON(self));
     g_dbus_object_manager_server_export(priv->object_manager.get(), G_DBUS_OBJECT_SKELETON(self));
     zolv_obj_log(self, TVL_LOG_INFO, "Exported at '%s'", priv->object_path.c_str());
-    priv->exported = true;
+    priv->exported_path = priv->object_path;
 }
 
 static void
@@ -72,12 +72,12 @@ unexport_obj(ZolvObj *self)
 {
     ZolvObjPrivate *priv = self->priv;
 
-    if (!priv->exported)
+    if (priv->exported_path.empty())
         return;
     ZOLV_ASSERT(self->priv->object_manager != NULL);
     zolv_obj_log(self, TVL_LOG_INFO, "Unexported");
-    g_dbus_object_manager_server_unexport(priv->object_manager.get(), priv->object_path.c_str());
-    priv->exported = false;
+    g_dbus_object_manager_server_unexport(priv->object_manager.get(), priv->exported_path.c_str());
+    priv->exported_path.clear();
 }
 
 static void
@@ -192,7 +192,8 @@ zolv_obj_unexport(ZolvObj *self)
 void
 zolv_obj_define_sysfs_path(ZolvObj *self, const gchar *path)
 {
-    zolv_gdbus_obj_set_sysfs_path(self->priv->skeleton.get(), zolv::fit_text(path).c_str());
+    zolv_gdbus_obj_set_sysfs_path(self->priv->skeleton.get(),
+                                  path ? zolv::fit_text(path).c_str() : nullptr);
 }
 
 const gchar *
@@ -222,7 +223,7 @@ zolv_obj_get_id(ZolvObj *self)
 gboolean
 zolv_obj_is_exported(ZolvObj *self)
 {
-    return self->priv->exported;
+    return !self->priv->exported_path.empty();
 }
 
 void

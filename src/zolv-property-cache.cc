@@ -4,6 +4,7 @@
 
 #include <map>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -15,6 +16,7 @@ struct Cache {
     std::mutex mutex;
     VariantPtr properties;
     guint64 changes = 0;
+    bool announced = false;
 };
 
 /* What the generated classes do themselves. Only the main loop exports objects. */
@@ -70,8 +72,12 @@ get_cached_properties(GDBusInterfaceSkeleton *skeleton)
     if (cache->properties != nullptr)
         return g_variant_ref(cache->properties.get());
     const guint64 changes = cache->changes;
+    /* The export asks first, to announce the object; perhaps nobody else ever does. */
+    const bool keep = std::exchange(cache->announced, true);
     /* Not under the lock: the generated function takes the lock that a setter holds. */
     lock.unlock();
+    if (!keep)
+        return generated(skeleton);
     VariantPtr fresh(g_variant_ref_sink(generated(skeleton)));
     g_variant_get_data(fresh.get()); /* serialises it in place */
     lock.lock();

@@ -3,6 +3,18 @@
 
 #include <tarvelperimond.h>
 
+static void
+create_inputs(ZolvBaseManager *manager)
+{
+    for (int i = 0; i < BENCH_INPUTS; i++) {
+        g_autofree char *name = g_strdup_printf("I%02d", i);
+        ZolvDIO *dio = ZOLV_DIO(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_DIO, name));
+
+        zolv_dio_define_gpio(dio, BENCH_FIRST_INPUT_LINE + i, GPIO_DIRECTION_IN);
+        zolv_dio_define_hook(dio);
+    }
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
@@ -22,6 +34,8 @@ platform_init(ZolvBaseManager *manager)
         zolv_led_define_alias(led, name);
         zolv_led_gpio_define_gpio(ZOLV_LED_GPIO(led), i, FALSE);
     }
+    if (g_getenv(BENCH_INPUTS_VARIABLE) != NULL)
+        create_inputs(manager);
 }
 
 void

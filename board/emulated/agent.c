@@ -108,8 +108,7 @@ become(const char *user)
 {
     struct passwd *pw = getpwnam(user);
 
-    if (!pw || initgroups(user, pw->pw_gid) < 0 || setgid(pw->pw_gid) < 0 ||
-        setuid(pw->pw_uid) < 0)
+    if (!pw || initgroups(user, pw->pw_gid) < 0 || setgid(pw->pw_gid) < 0 || setuid(pw->pw_uid) < 0)
         _exit(126);
 }
 

@@ -11,7 +11,6 @@ import unittest
 from interface_table import ADMIN, INTERFACES, OPERATE, READ
 from introspection import interfaces
 from perimond import tap
-from perimond import tap
 
 DATA = os.environ["PERIMOND_TEST_DATA"]
 DESCRIPTIONS = ("com.tarvel.Perimond.xml", "com.tarvel.Perimond.Obj.xml")

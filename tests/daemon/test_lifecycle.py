@@ -147,6 +147,14 @@ class SignalTest(ProbeTest):
         self.assertEqual(self.wait_for_exit(), -signal.SIGTERM)
         self.assertEqual(self.log_lines()[-1], "<info>  [Probe] platform_shutdown")
 
+    def test_a_signal_that_is_heard_when_the_loop_has_ended_ends_it_at_once(self):
+        self.start_daemon(PROBE_SHUTDOWN="iterate 60000")
+        self.daemon.send_signal(signal.SIGTERM)
+        self.wait_for_log("<info>  [Probe] platform_shutdown")
+        self.daemon.send_signal(signal.SIGINT)
+        self.assertEqual(self.wait_for_exit(), 0)
+        self.assertEqual(self.log_lines()[-2:], ["<info>  [Probe] platform_shutdown", SIGNAL])
+
 
 class LogTest(ProbeTest):
     starts = False

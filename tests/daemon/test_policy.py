@@ -20,7 +20,6 @@ import unittest
 
 from interface_table import ADMIN, INTERFACES, OPERATE, READ
 from perimond import tap
-from perimond import tap
 
 NAME = "com.tarvel.Perimond"
 PRIVATE = "PERIMOND_TEST_PRIVATE"

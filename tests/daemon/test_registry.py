@@ -97,6 +97,10 @@ class ObjectTest(ProbeTest):
                          (f"{ROOT}/LED/ONE",
                           ["com.tarvel.Perimond.Obj", "com.tarvel.Perimond.Obj.LED"]))
         self.assertEqual(self.objects(), ["LED/TWO"])
+        with self.assertRaises(GLib.Error) as caught:
+            self.bus_object("LED/ONE").call("com.tarvel.Perimond.Obj.LED", "GetState")
+        self.assertEqual(Gio.DBusError.get_remote_error(caught.exception),
+                         "org.freedesktop.DBus.Error.UnknownMethod")
 
     def test_a_removed_object_comes_back_under_its_path(self):
         self.act("remove LED/ONE")
@@ -121,6 +125,48 @@ class ObjectTest(ProbeTest):
 
     def test_exporting_no_object_ends_the_daemon(self):
         self.assertAborts(("zolv_obj_export", "ZOLV_IS_OBJ(self)"), "null obj_export")
+
+
+class TypeWordTest(ProbeTest):
+    WORDS = {
+        "Console": "Console",
+        "Button": "Button",
+        "Buzzer": "BuzzerGPIO BuzzerPcspkr BuzzerPWM",
+        "LED": "LED LEDGPIO",
+        "DIO": "DIO DIODualGPIO",
+        "SerialPort": "SerialPortType1 SerialPortType2 SerialPortType3 SerialPortType4 "
+                      "SerialPortType5 SerialPortType8 SerialPortType9 SerialPortType10 "
+                      "SerialPortSerivo",
+        "Ethernet": "Ethernet",
+        "Socket": "SocketType1 SocketType2 SocketType3 SocketType4 SocketType5 SocketType6 "
+                  "SocketType5G SocketTypeLTE",
+        "WiFi": "WiFiTIWL1837 WiFiQualcommAtherosQCA6174 WiFiQualcommAtherosQCA93777 "
+                "WiFiQualcommQCA2066 WiFiNXPIW612",
+        "Cellular": "CellularTelitLE910 CellularTelitLE910C4WWX CellularTelitFN990 "
+                    "CellularQuectelEC20 CellularQuectelRM520N",
+        "Disk": "Disk",
+        "Partition": "Partition",
+        "CAN": "CAN",
+    }
+
+    def test_each_class_has_its_word(self):
+        for word, classes in self.WORDS.items():
+            for name in classes.split():
+                with self.subTest(name):
+                    self.assertEqual(self.act(f"class Zolv{name} {name}")[-1],
+                                     f"<info>  [Probe] created {word}/{name}")
+
+    def assertHasNoWord(self, name):
+        self.assertAborts(("type_word", None), f"class {name} NEW")
+
+    def test_an_intermediate_class_has_none(self):
+        self.assertHasNoWord("ZolvCellularTelitPROT")
+
+    def test_a_base_class_has_none(self):
+        self.assertHasNoWord("ZolvSerialPort")
+
+    def test_a_class_of_another_number_has_none(self):
+        self.assertHasNoWord("ZolvSerialPortType6")
 
 
 class NameTest(ProbeTest):

@@ -89,7 +89,21 @@ do_create(const Call *call)
         }
 }
 
-/* same TYPE NAME: whether a second creation gives the object that is there */
+/* class TYPE NAME: an object of a class of that name; one that the daemon does not have yet is
+ * nothing more than its name */
+static void
+do_class(const Call *call)
+{
+    GType type = g_type_from_name(call->words[1]);
+
+    if (type == 0)
+        type = g_type_register_static_simple(zolv_obj_get_type(), call->words[1],
+                                             sizeof(ZolvObjClass), NULL, sizeof(ZolvObj), NULL, 0);
+    INFO("created %s",
+         zolv_obj_get_id(zolv_base_manager_create_new_object(call->manager, type, call->words[2])));
+}
+
+/* same NAME: whether a second creation gives the object that is there */
 static void
 do_same(const Call *call)
 {
@@ -326,6 +340,37 @@ do_pause(const Call *call)
     g_usleep(1000UL * number(call, 1));
 }
 
+/* iterate MILLISECONDS: handles what arrives on the main loop, from within a callback */
+static void
+do_iterate(const Call *call)
+{
+    gint64 end = g_get_monotonic_time() + 1000 * (gint64)number(call, 1);
+
+    while (g_get_monotonic_time() < end)
+        if (!g_main_context_iteration(NULL, FALSE))
+            g_usleep(1000);
+}
+
+/* setting GROUP KEY: reads it */
+static void
+do_setting(const Call *call)
+{
+    guint value = 0;
+
+    if (zolv_helper_config_get_guint(call->words[1], call->words[2], &value))
+        INFO("setting is %u", value);
+    else
+        INFO("no setting");
+}
+
+/* store GROUP KEY FIRST LAST: sets it to each number, one after the other */
+static void
+do_store(const Call *call)
+{
+    for (guint value = number(call, 3); value <= number(call, 4); value++)
+        zolv_helper_config_set_guint(call->words[1], call->words[2], value);
+}
+
 /* null FUNCTION: calls it without what it needs */
 static void
 do_null(const Call *call)
@@ -390,6 +435,10 @@ static const struct {
     {"log", do_log},
     {"child", do_child},
     {"null", do_null},
+    {"iterate", do_iterate},
+    {"setting", do_setting},
+    {"store", do_store},
+    {"class", do_class},
     {"bare-signal", do_bare_signal},
     {"pause", do_pause},
 };

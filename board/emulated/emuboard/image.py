@@ -11,7 +11,7 @@ import struct
 import subprocess
 import zlib
 
-from .common import HERE, BoardError, Stamp, digest, run, say, word_list
+from .common import HERE, BoardError, Stamp, run, say, word_list
 from .packages import Packages, lists, unpack
 
 # What a board that lives for seconds does without. logind is left out for another reason: it obeys
@@ -33,6 +33,7 @@ DROPPED_RULES = ["*camera*", "*v4l*", "*sound*", "*drm*", "*joystick*", "*alsa*"
 
 ENVIRONMENT = {"modelname": "PERIMOND-EMU", "serialnumber": "EMU0000001", "bootdelay": "0"}
 ENVIRONMENT_SIZE = 0x4000
+DISK_SIZE = 64 << 20
 
 # Register page, as far as it is not zero when the kernel starts: offset and 32-bit word.
 IMX_REGISTERS = {
@@ -102,6 +103,9 @@ class Image:
             self._add_kernel(kernel)
             self._configure()
             archive(self.root, self.cpio)
+            with open(self.top / "disk.img", "wb") as disk:
+                disk.truncate(DISK_SIZE)
+            run(["mke2fs", "-q", "-F", "-t", "ext4", "-L", "board", self.top / "disk.img"])
             stamp.set()
         self._device_trees()
 

@@ -7,7 +7,6 @@ import select
 import shlex
 import shutil
 import signal
-import socket
 import struct
 import subprocess
 import sys
@@ -15,7 +14,7 @@ import termios
 import time
 import tty
 
-from .common import HERE, BoardError, digest, say
+from .common import HERE, BoardError, digest, run
 from .lines import Lines, Monitor, connect
 
 # pauth-impdef: the architecture's own pointer authentication costs the emulation half its speed
@@ -53,18 +52,24 @@ class Board:
 
     def start(self, computer="imx8mp", cold=False, bare=False, disk=None):
         """Starts the board from the snapshot of an equal board that has booted before, or boots it
-        and makes that snapshot. @bare leaves the daemon out; @disk is the image of a second disk,
-        whose content is no part of the snapshot. Returns whether it booted."""
+        and makes that snapshot. @bare leaves the daemon out; @disk is the image behind /dev/vda,
+        an empty file system of its own else. Returns whether it booted."""
         self.end()
         shutil.rmtree(self.top, ignore_errors=True)
         (self.top / "media").mkdir(parents=True)
-        setup = {"computer": computer, "bare": bare, "disk": disk and str(disk)}
+        if disk:
+            (self.top / "disk.img").symlink_to(disk)
+        else:
+            run(["cp", "--sparse=always", self.folder.image / "disk.img", self.top])
+        setup = {"computer": computer, "bare": bare}
         (self.top / "setup.json").write_text(json.dumps(setup))
         snapshot = self.folder.snapshots / self._key(setup)
         booted = cold or not snapshot.exists()
         self._launch(setup, None if booted else snapshot)
         if booted:
             self.wait_settled()
+            if not bare:
+                self.wait_started()
             if not cold:
                 self._save(snapshot)
         return booted
@@ -163,10 +168,10 @@ class Board:
                    "-qtest-log", "none", "-device", "virtio-serial-pci",
                    "-chardev", "socket,id=agent,path=agent,server=on,wait=off",
                    "-device", "virtserialport,chardev=agent,name=control",
+                   # What the board has flushed survives QEMU's end: the host need not flush, too.
+                   "-drive", "if=none,id=disk,format=raw,cache=unsafe,file=disk.img",
+                   "-device", "virtio-blk-pci,drive=disk",
                    "-device", "qemu-xhci,id=usb,p2=12,p3=12"]
-        if setup["disk"]:
-            command += ["-drive", f"if=none,id=disk,format=raw,file={setup['disk']}",
-                        "-device", "virtio-blk-pci,drive=disk,serial=disk"]
         return [str(word) for word in command]
 
     def _key(self, setup):
@@ -174,7 +179,7 @@ class Board:
         image, product = self.folder.image, self.folder.product
         qemu = subprocess.run(["qemu-system-aarch64", "--version"], text=True, capture_output=True)
         return "booted-" + digest(
-            self._command({**setup, "disk": bool(setup["disk"]) and "disk"}), qemu.stdout,
+            self._command(setup), qemu.stdout,
             image / "board.cpio.made-from", image / f"{setup['computer']}.dtb",
             image / f"{setup['computer']}.regs",
             "" if setup["bare"] else (product / "initrd.made-from").read_text())
@@ -248,6 +253,11 @@ class Board:
         if state != "running":
             raise BoardError(f"the board's state is {state}:\n" +
                              self.run("systemctl --failed --no-legend --plain").out)
+
+    def wait_started(self, timeout=60):
+        """Waits until the daemon says that it has started."""
+        self.call("until journalctl -b -u tarvelperimond -o cat --no-pager | "
+                  "grep -q 'Manager. TarvelPerimond Started'; do sleep 0.1; done", timeout=timeout)
 
     def shell(self):
         """A shell on the board, on this terminal."""

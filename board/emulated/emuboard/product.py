@@ -1,11 +1,11 @@
 """Builds the daemon for the board and installs it into the image as a package would."""
 
+import json
 import os
-import pathlib
+import shlex
 import shutil
-import subprocess
 
-from .common import HERE, SOURCE, BoardError, Stamp, digest, run, say
+from .common import SOURCE, Stamp, run, say
 from .image import archive, cross
 from .packages import Packages, lists, unpack
 
@@ -47,7 +47,8 @@ class Product:
         self.build_folder = self.top / "build"
         self.installed = self.top / "installed"
 
-    def build(self):
+    def build(self, tests=False):
+        """Builds and installs the daemon; @tests: builds its tests as well."""
         self.top.mkdir(parents=True, exist_ok=True)
         self._sysroot()
         if not (self.build_folder / "build.ninja").exists():
@@ -57,8 +58,13 @@ class Product:
                  "--prefix=/usr", "--sysconfdir=/etc", "--localstatedir=/var",
                  "--libdir=lib/aarch64-linux-gnu"])
         say("board: building the daemon for arm64")
-        run(["ninja", "-C", self.build_folder, f"-j{os.cpu_count()}"])
+        run(["ninja", "-C", self.build_folder, *([] if tests else self._installed_targets())])
         self._install()
+
+    def _installed_targets(self):
+        targets = json.loads(run(["meson", "introspect", "--targets", self.build_folder]))
+        return [os.path.relpath(name, self.build_folder) for target in targets
+                if target["installed"] for name in target["filename"]]
 
     def _sysroot(self):
         wanted, left_out = lists("sysroot")
@@ -76,20 +82,31 @@ class Product:
                 link.symlink_to(os.path.relpath(target, link.parent))
         stamp.set()
 
+    def _for_plugins(self):
+        """The environment in which an outside author builds a plugin for the board."""
+        libraries = self.sysroot / "usr/lib/aarch64-linux-gnu/pkgconfig"
+        return {**os.environ, "CC": f"{cross('gcc')} --sysroot={self.sysroot} -O2 -g",
+                "PKG_CONFIG_LIBDIR": f"{libraries}:{self.sysroot}/usr/share/pkgconfig",
+                "PKG_CONFIG_SYSROOT_DIR": str(self.sysroot)}
+
     def _plugin(self):
         """Builds the board's model plugin as an outside author does: by pkg-config, against the
         development files of the package, which for that are installed in the sysroot."""
         for name in "include/tarvelperimond", "lib/aarch64-linux-gnu/pkgconfig":
             shutil.copytree(self.installed / "usr" / name, self.sysroot / "usr" / name,
                             dirs_exist_ok=True)
-        libraries = self.sysroot / "usr/lib/aarch64-linux-gnu/pkgconfig"
-        environment = {**os.environ, "CC": f"{cross('gcc')} --sysroot={self.sysroot} -O2 -g",
-                       "PKG_CONFIG_LIBDIR": f"{libraries}:{self.sysroot}/usr/share/pkgconfig",
-                       "PKG_CONFIG_SYSROOT_DIR": str(self.sysroot)}
+        environment = self._for_plugins()
         folder = run(["pkg-config", "--variable=plugindir", "tarvelperimond"], env=environment)
         run(["make", "-s", "-B", "-C", SOURCE / "plugins/emu", f"OUT={self.top}",
              f"DESTDIR={self.installed}", "PLUGIN_DIR=" + folder.strip().removeprefix(
                  str(self.sysroot)), "install"], env=environment)
+
+    def compile_plugin(self, source, target):
+        """Builds another plugin, of one file."""
+        environment = self._for_plugins()
+        flags = run(["pkg-config", "--cflags", "tarvelperimond"], env=environment)
+        run([*shlex.split(environment["CC"]), "-Wall", "-Wextra", *shlex.split(flags), "-fPIC",
+             "-shared", "-o", target, source])
 
     def _install(self):
         shutil.rmtree(self.installed, ignore_errors=True)

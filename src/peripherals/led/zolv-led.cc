@@ -114,7 +114,8 @@ zolv_led_class_init(ZolvLEDClass *klass)
 void
 zolv_led_define_label(ZolvLED *self, const char *label)
 {
-    zolv_gdbus_obj_led_set_label(self->priv->skeleton.get(), zolv::fit_text(label).c_str());
+    zolv_gdbus_obj_led_set_label(self->priv->skeleton.get(),
+                                 label ? zolv::fit_text(label).c_str() : nullptr);
     zolv_obj_export(ZOLV_OBJ(self));
 }
 

@@ -1,0 +1,116 @@
+"""Device events: what the kernel and udev tell reaches the model plugin's handler, in order."""
+
+import collections
+import re
+import unittest
+
+from boardtest import BoardTest
+from perimond.world import wait_until
+
+EVENT = re.compile(r"<info>  \[Board\] (\S+) (\S+) '(.*)'")
+
+
+def events(lines):
+    """The events that the plugin's handler was given, as (action, subsystem, name)."""
+    return [match.groups() for match in map(EVENT.fullmatch, lines) if match]
+
+
+class ScanTest(BoardTest):
+    def test_the_scan_passes_every_device_of_the_computer_once(self):
+        lines = self.restart()
+        seen = collections.Counter(events(lines))
+        # Every device has a link to its subsystem.
+        links = self.board.call("ls -l $(busybox find /sys/devices -name subsystem -type l)")
+        wanted = collections.Counter(
+            ("add", target.rsplit("/", 1)[1], path.split("/")[-2]) for path, target in
+            (line.split(maxsplit=8)[8].split(" -> ") for line in links.splitlines()))
+        # A "/" in a device's name is a "!" in sysfs.
+        self.assertEqual(collections.Counter(
+            (action, subsystem, name.replace("/", "!")) for action, subsystem, name in
+            seen.elements()), wanted)
+
+
+class HotPlugTest(BoardTest):
+    SUBSYSTEMS = ("usb", "usbmisc", "tty", "net", "block", "input", "mdio_bus")
+
+    def test_what_udev_announces_arrives_in_its_order(self):
+        matches = " ".join(f"-s {subsystem}" for subsystem in self.SUBSYSTEMS)
+        self.board.call(f"udevadm monitor -u {matches} > /tmp/announced 2>&1 & sleep 1")
+        mark = self.mark()
+        devices = {"stick": "block", "cable": "net", "keys": "input", "port": "tty"}
+        for name, subsystem in devices.items():
+            self.do("plug", subsystem, name)
+        for subsystem in devices.values():
+            wait_until(lambda: any(event[:2] == ("add", subsystem) for event in
+                                   events(self.lines_since(mark))), f"{subsystem} appears", 30)
+        self.board.call("udevadm settle")
+        for name in devices:
+            self.do("unplug", name)
+        for subsystem in devices.values():
+            wait_until(lambda: any(event[:2] == ("remove", subsystem) for event in
+                                   events(self.lines_since(mark))), f"{subsystem} goes", 30)
+        self.board.call("udevadm settle")
+        self.do("plug", "usb", "last")
+        wait_until(lambda: events(self.lines_since(mark))[-1][0] == "bind", "the last one", 30)
+        self.board.call("udevadm settle; sleep 0.5; pkill udevadm")
+        # UDEV  [52.322623] add      /devices/.../usb1/1-2 (usb)
+        announced = [(words[2], words[4].strip("()"), words[3]) for words in
+                     map(str.split, self.board.call("grep ^UDEV.*/devices/ /tmp/announced |"
+                                                    " tr -s '[ '").splitlines())]
+        self.assertEqual({(action, subsystem) for action, subsystem, _ in announced
+                          if action in ("add", "remove")},
+                         {(action, subsystem) for action in ("add", "remove")
+                          for subsystem in ("usb", "block", "net", "input", "tty")})
+        # The handler knows names; the same name comes again as the same or as a later device.
+        paths = collections.defaultdict(list)
+        for action, subsystem, path in announced:
+            paths[action, subsystem, path.rsplit("/", 1)[1]].append(path)
+        seen = [(*event[:2], paths[event].pop(0) if paths[event] else None)
+                for event in events(self.lines_since(mark))]
+        self.assertEqual(sorted(map(str, seen)), sorted(map(str, announced)))
+        # udev keeps the order of a device, what it hangs on and what hangs on it. Devices that have
+        # nothing to do with each other are announced by different processes at the same time.
+        for _, _, path in announced:
+            def related(event):
+                return f"{path}/".startswith(f"{event[2]}/") or event[2].startswith(f"{path}/")
+            self.assertEqual(list(filter(related, seen)), list(filter(related, announced)))
+
+    def test_a_device_that_comes_back_is_heard_of_each_time(self):
+        for _ in range(3):
+            for verb, action in (("plug", "add"), ("unplug", "remove")):
+                mark = self.mark()
+                self.do(verb, "input", "again")
+                wait_until(lambda: any(event[:2] == (action, "input") and
+                                       event[2].startswith("event")
+                                       for event in events(self.lines_since(mark))),
+                           f"{action} of the event device", 30)
+
+
+class BurstTest(BoardTest):
+    COUNT = 1500
+
+    def test_a_burst_of_events_loses_none_and_keeps_each_devices_order(self):
+        self.board.call("mkdir -p /run/systemd/journald.conf.d && printf '[Journal]\\n"
+                        "RateLimitIntervalSec=0\\n' > /run/systemd/journald.conf.d/burst.conf && "
+                        "systemctl restart systemd-journald")
+        self.restart()
+        mark = self.mark()
+        # Turns of "change" and "offline": a lost or swapped event of a device breaks the pattern.
+        self.board.call(
+            f"n=0; while [ $n -lt {self.COUNT} ]; do for d in /sys/class/tty/tty[1-9]; do "
+            "echo change > $d/uevent; echo offline > $d/uevent; n=$((n+2)); done; done",
+            timeout=120)
+        self.board.call("udevadm settle --timeout=120", timeout=130)
+        def seen():
+            return [event for event in events(self.lines_since(mark)) if event[1] == "tty"]
+        rounds = -(-self.COUNT // 18)
+        wait_until(lambda: len(seen()) >= rounds * 18, "every event of the burst", 60)
+        per_device = collections.defaultdict(list)
+        for action, _, name in seen():
+            per_device[name].append(action)
+        self.assertEqual(dict(per_device),
+                         {f"tty{n}": ["change", "offline"] * rounds for n in range(1, 10)})
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,88 @@
+"""Power cuts while settings are written: the emulator is killed, nothing is told beforehand."""
+
+import concurrent.futures
+import configparser
+import random
+import unittest
+
+from boardtest import FOLDER, HERE, UNIT, BoardTest
+from emuboard.machine import Board
+from emuboard.product import Product
+from perimond.world import wait_until
+
+PLUGIN = "/usr/lib/aarch64-linux-gnu/tarvelperimond/libzolv-model-perimond-emu.so"
+SETTINGS = "TarvelPerimond/peripheral-settings.conf"
+CUTS = 50
+# What else is stored. The file is larger than a page and than a block of the disk.
+OTHERS = {f"DIO/D{n}": {"Event": str(n % 4), "HookName": "x" * 80} for n in range(60)}
+
+
+class PowerCutTest(BoardTest):
+    def prepare(self, name):
+        """A board whose daemon writes settings to its disk on a word, as a snapshot."""
+        board = Board(FOLDER, name)
+        board.start()
+        self.addCleanup(board.cut)
+        plugin = self.board.top / "settings-writer.so"
+        Product(FOLDER).compile_plugin(HERE / "settings-writer.c", plugin)
+        board.put(PLUGIN, plugin.read_bytes())
+        text = "[Counter]\nCount=1\n" + "".join(
+            f"\n[{group}]\n" + "".join(f"{key}={value}\n" for key, value in keys.items())
+            for group, keys in OTHERS.items())
+        board.call("mount /dev/vda /mnt && mkdir /mnt/TarvelPerimond")
+        board.put(f"/mnt/{SETTINGS}", text.encode())
+        # The board knows nothing of the disk when it is saved: its content will have moved on.
+        board.call("umount /mnt && blockdev --flushbufs /dev/vda && "
+                   f"journalctl --rotate && journalctl --vacuum-size=1 && systemctl restart {UNIT}")
+        board.wait_started()
+        board.snapshot("writing")
+        board.cut()
+        return board
+
+    def cut_and_look(self, board, writes):
+        """Lets the daemon write until the disk has seen that many writes, which is somewhere in the
+        midst of saving, then cuts the power; returns the counter that the file held before."""
+        board.restore("writing")
+        text = board.call("blockdev --flushbufs /dev/vda && mount /dev/vda /etc/tarvel && "
+                          f"cat /etc/tarvel/{SETTINGS} && "
+                          "echo change > /sys/class/net/lo/uevent")
+        file = configparser.ConfigParser()
+        file.optionxform = str
+        file.read_string(text)
+        count = int(file["Counter"].pop("Count"))
+        self.assertEqual({group: dict(file[group]) for group in file.sections() if file[group]},
+                         OTHERS)
+        before = self.disk_writes(board)
+        wait_until(lambda: self.disk_writes(board) >= before + writes, "the daemon writes", 60)
+        board.cut()
+        return count
+
+    @staticmethod
+    def disk_writes(board):
+        return sum(disk["stats"]["wr_operations"] for disk in board.monitor.ask("query-blockstats")
+                   if disk.get("device") == "disk")
+
+    def run_cuts(self, number):
+        board = self.prepare(f"cut{number}")
+        chance = random.Random(number)
+        counts = [self.cut_and_look(board, chance.randrange(10, 90)) for _ in range(CUTS // 2)]
+        # What the last cut has left
+        board.restore("writing")
+        board.call("blockdev --flushbufs /dev/vda && mount /dev/vda /etc/tarvel")
+        count = board.call(f"sed -n s/Count=//p /etc/tarvel/{SETTINGS}")
+        left = board.call(f"systemctl restart {UNIT} && ls -A /etc/tarvel/TarvelPerimond")
+        return [*counts, int(count)], left
+
+    def test_the_settings_are_whole_after_each_of_fifty_power_cuts(self):
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            for counts, left in pool.map(self.run_cuts, range(2)):
+                # What was once read back never gets older, and the cuts came amid writes.
+                self.assertEqual(counts, sorted(counts))
+                self.assertGreater(len(set(counts)), CUTS // 4)
+                # Files that a cut left half written are gone once the daemon has started again.
+                self.assertEqual(left, "peripheral-settings.conf")
+                print(f"settings written {counts[-1]} times in {len(counts) - 1} power cuts")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
