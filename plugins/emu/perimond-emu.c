@@ -25,6 +25,42 @@ static const struct {
     {"RADIO", 3, TRUE, "Radio"},
 };
 
+/* Buzzers on lines; the other one hangs on the only PWM channel. */
+static const struct {
+    const char *name;
+    int pin;
+} gpio_buzzers[] = {
+    {"ALARM", 6},
+};
+
+static const struct {
+    const char *name;
+    const char *device;
+    const char *bootenv;
+} consoles[] = {
+    {"CONSOLE1", "/dev/ttyAMA0", "console_enable"},
+};
+
+static const struct {
+    const char *name;
+    int pin;
+    guint direction;
+} single_dios[] = {
+    {"DI1", 16, GPIO_DIRECTION_IN},
+    {"DI2", 17, GPIO_DIRECTION_IN},
+    {"DO1", 24, GPIO_DIRECTION_OUT},
+    {"DO2", 25, GPIO_DIRECTION_OUT},
+};
+
+static const struct {
+    const char *name;
+    int pin_input;
+    int pin_output;
+    guint direction;
+} dual_dios[] = {
+    {"DIO1", 28, 29, GPIO_DIRECTION_IN},
+};
+
 static void
 create_leds(ZolvBaseManager *manager)
 {
@@ -44,10 +80,57 @@ create_leds(ZolvBaseManager *manager)
     }
 }
 
+static void
+create_buzzers(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(gpio_buzzers); i++)
+        zolv_buzzer_gpio_define_gpio(ZOLV_BUZZER_GPIO(zolv_base_manager_create_new_object(
+                                         manager, ZOLV_TYPE_BUZZER_GPIO, gpio_buzzers[i].name)),
+                                     gpio_buzzers[i].pin, GPIO_DIRECTION_OUT);
+    zolv_buzzer_pwm_define(ZOLV_BUZZER_PWM(
+        zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUZZER_PWM, "TONE")));
+}
+
+static void
+create_consoles(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(consoles); i++) {
+        ZolvConsole *console = ZOLV_CONSOLE(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_CONSOLE, consoles[i].name));
+
+        zolv_console_bind_bootenv(console, consoles[i].bootenv);
+        zolv_console_init_iostate(console, zolv_console_enable_by_bootenv, NULL);
+        zolv_console_define_device(console, consoles[i].device);
+    }
+}
+
+static void
+create_dios(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(single_dios); i++) {
+        ZolvDIO *dio = ZOLV_DIO(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_DIO, single_dios[i].name));
+
+        zolv_dio_define_gpio(dio, single_dios[i].pin, single_dios[i].direction);
+        zolv_dio_define_hook(dio);
+    }
+    for (gsize i = 0; i < G_N_ELEMENTS(dual_dios); i++) {
+        ZolvDIODualGPIO *dio = ZOLV_DIO_DUALGPIO(zolv_base_manager_create_new_object(
+            manager, ZOLV_TYPE_DIO_DUALGPIO, dual_dios[i].name));
+
+        zolv_dio_dualgpio_define_gpio(dio, dual_dios[i].pin_input, dual_dios[i].pin_output,
+                                      dual_dios[i].direction);
+        zolv_dio_dualgpio_define_hook(dio);
+    }
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
     create_leds(manager);
+    create_buzzers(manager);
+    create_consoles(manager);
+    create_dios(manager);
 }
 
 void

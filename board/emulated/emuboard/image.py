@@ -31,7 +31,7 @@ MASKED_UNITS = """
 
 DROPPED_RULES = ["*camera*", "*v4l*", "*sound*", "*drm*", "*joystick*", "*alsa*", "*infiniband*"]
 
-ENVIRONMENT = {"modelname": "PERIMOND-EMU", "serialnumber": "EMU0000001", "bootdelay": "0"}
+ENVIRONMENT = {"modelname": "PERIMOND-EMU", "serialnumber": "EMU0000001", "console_enable": "1"}
 ENVIRONMENT_SIZE = 0x4000
 DISK_SIZE = 64 << 20
 
