@@ -15,7 +15,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -147,11 +146,11 @@ TEST_F(Start, DoesNotWaitForAScriptThatNeverEnds)
 TEST_F(Start, MayBeCalledByManyThreads)
 {
     std::atomic<int> started = 0;
-    std::vector<std::thread> threads;
+    std::array<std::thread, 8> threads;
 
     write_script("#!/bin/true\n");
-    for (int i = 0; i < 8; i++)
-        threads.emplace_back([&] {
+    for (std::thread &thread : threads)
+        thread = std::thread([&] {
             for (int j = 0; j < 10; j++)
                 started += zolv::start_program({script().c_str()}) == 0;
         });

@@ -21,7 +21,6 @@
 namespace {
 
 namespace faults = zolv::script_faults;
-using zolv::fit_text;
 using DirectoryPtr = std::unique_ptr<DIR, zolv::Free<closedir>>;
 
 constexpr std::array add_refusals = {
@@ -214,6 +213,7 @@ zolv::DioHook::check()
 bool
 zolv::DioHook::is_linked(DIR *directory, const char *script) const
 {
+    /* NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else reads this stream */
     while (const dirent *entry = readdir(directory)) {
         g_autofree char *link = g_build_filename(HOOK_DIRECTORY, entry->d_name, nullptr);
         g_autoptr(GError) error = nullptr;
