@@ -19,6 +19,7 @@
 #define BENCH_INPUTS 16
 #define BENCH_FIRST_INPUT_LINE 100
 #define BENCH_BUTTONS 8
+#define BENCH_BUTTON_SCRIPT "bench.script"
 
 /* The event that ends a burst, and the folder where each listener then leaves its count. */
 #define BENCH_LAST_EVENT "bench-last"

@@ -14,6 +14,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <inttypes.h>
+#include <linux/input.h>
 #include <linux/netlink.h>
 #include <signal.h>
 #include <spawn.h>
@@ -30,6 +31,7 @@
 
 #define DEPTH 16
 #define TIMEOUT_US (60 * 1000000ULL)
+#define QUIET_US (10 * 1000000ULL)
 #define MANAGER_PATH "/com/tarvel/Perimond"
 
 extern char **environ;
@@ -280,6 +282,56 @@ measure_edges(char **argv)
     sd_bus_unref(bus);
 }
 
+struct Told {
+    unsigned presses;
+    unsigned releases;
+};
+
+static int
+note_action(sd_bus_message *signal, void *data, sd_bus_error *error)
+{
+    struct Told *told = data;
+    const char *action = NULL;
+
+    (void)error;
+    check(sd_bus_message_read(signal, "s", &action), "actionChanged");
+    told->presses += strcmp(action, "press") == 0;
+    told->releases += strcmp(action, "release") == 0;
+    return 0;
+}
+
+static void
+press_button(char **argv)
+{
+    sd_bus *bus = connect_bus();
+    const unsigned count = (unsigned)atoi(argv[2]);
+    const int device = open(argv[1], O_WRONLY | O_CLOEXEC);
+    struct Told told = {0, 0};
+    uint64_t last_signal = 0;
+
+    check(device < 0 ? -errno : 0, argv[1]);
+    check(sd_bus_match_signal(bus, NULL, NULL, argv[0], "com.tarvel.Perimond.Obj.Button",
+                              "actionChanged", note_action, &told),
+          "match");
+    const uint64_t start = now_ns(CLOCK_MONOTONIC);
+    for (unsigned i = 0; i < count; i++) {
+        const struct input_event event = {.type = EV_KEY, .code = KEY_POWER, .value = i % 2 == 0};
+
+        check(write(device, &event, sizeof event) < 0 ? -errno : 0, argv[1]);
+    }
+    while (told.presses + told.releases < count) {
+        const int work = sd_bus_process(bus, NULL);
+
+        check(work, "process");
+        if (work > 0)
+            last_signal = now_ns(CLOCK_MONOTONIC);
+        else if (sd_bus_wait(bus, QUIET_US) == 0)
+            break; /* nothing more is coming */
+    }
+    printf("%u %u %.2f\n", told.presses, told.releases, (double)(last_signal - start) / 1e9);
+    sd_bus_unref(bus);
+}
+
 /* MurmurHash2 with seed 0: the listeners' socket filters compare it. */
 static uint32_t
 hash_of(const char *text)
@@ -354,7 +406,7 @@ main(int argc, char **argv)
         void (*run)(char **arguments);
     } commands[] = {
         {"call", 5, measure_calls}, {"depth", 5, measure_depth}, {"start", 4, measure_start},
-        {"edge", 6, measure_edges}, {"burst", 1, send_burst},
+        {"edge", 6, measure_edges}, {"press", 3, press_button},  {"burst", 1, send_burst},
     };
 
     for (size_t i = 0; argc > 1 && i < sizeof commands / sizeof *commands; i++)

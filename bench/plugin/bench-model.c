@@ -13,6 +13,15 @@ create_inputs(ZolvBaseManager *manager)
         zolv_dio_define_gpio(dio, BENCH_FIRST_INPUT_LINE + i, GPIO_DIRECTION_IN);
         zolv_dio_define_hook(dio);
     }
+    for (int i = 0; i < BENCH_BUTTONS; i++) {
+        g_autofree char *name = g_strdup_printf("B%d", i);
+        g_autofree char *device = g_strdup_printf(BENCH_FOLDER "/button%d", i);
+        ZolvButton *button =
+            ZOLV_BUTTON(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUTTON, name));
+
+        zolv_button_define_default_script(button, BENCH_BUTTON_SCRIPT, "default");
+        zolv_button_define_device(button, device);
+    }
 }
 
 void
