@@ -22,6 +22,15 @@ class ManagerTest(perimond.DaemonTest):
                           "SerialNumber": "TB-77/x", "Security": False})
 
 
+class UnfitManagerTest(perimond.DaemonTest):
+    boot_environment = {"modelname": r"PERIMOND-SIM\xff", "serialnumber": r"\xfe\t1"}
+
+    def test_texts_of_the_boot_environment_are_made_fit_for_the_bus(self):
+        manager = self.bus_object("")
+        self.assertEqual((manager.get("ModelName"), manager.get("SerialNumber")),
+                         ("PERIMOND-SIM\ufffd", "\ufffd\\t1"))
+
+
 class ObjectTest(ProbeTest):
     init = ("led ONE sim:green:ready", "gpio TWO 4 0")
 

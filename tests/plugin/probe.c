@@ -197,7 +197,7 @@ do_state(const Call *call)
         log_result(call, done, error);
 }
 
-/* A service tells when it is released; @name is not freed, the process ends soon. */
+/* A service tells when it is released; @name is a literal. */
 static void
 released(gpointer name, GObject *service)
 {
@@ -208,7 +208,7 @@ released(gpointer name, GObject *service)
 static gpointer
 watched(gpointer service, const char *name)
 {
-    g_object_weak_ref(G_OBJECT(service), released, g_strdup(name));
+    g_object_weak_ref(G_OBJECT(service), released, (gpointer)name);
     return service;
 }
 
