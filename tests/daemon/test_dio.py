@@ -1,7 +1,9 @@
 """Digital inputs and outputs on the bus and on the board."""
 
 import os
+import re
 import signal
+import threading
 import time
 
 import perimond
@@ -315,6 +317,21 @@ class WatcherTest(DioTest):
         self.assertEqual(values, [1 - i % 2 for i in range(len(values))])
         self.assertGreater(len(values), 2)
 
+    def test_changes_that_wait_for_a_busy_main_loop_come_in_order(self):
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        self.world.do("fail", "*/gpio24/value", "read", "delay:1000", 1)
+        busy = threading.Thread(target=self.dio("DO1").GetState)
+        busy.start()
+        for i in range(30):
+            self.turn(16, 1 - i % 2)
+            time.sleep(0.015)
+        self.turn(16, 1)
+        busy.join()
+        recorder.wait_for(lambda: len(recorder.events) > 10 and recorder.events[-1][2] == (1,),
+                          "the last change")
+        values = [event[2][0] for event in recorder.events]
+        self.assertEqual(values, [1 - i % 2 for i in range(len(values))])
+
     def test_a_line_that_stops_reading_ends_the_watcher_for_good(self):
         recorder = self.recorder("DIO/DI1", "StateChanged")
         self.turn(16, 1)
@@ -377,6 +394,19 @@ class IntervalTest(DioTest):
                          {("open", "/sys/class/gpio/gpio16/value"),
                           ("read", "/sys/class/gpio/gpio16/value")})
         recorder.expect_none(0)
+
+    def test_a_reading_without_news_does_not_wake_the_main_loop(self):
+        self.start_daemon(DIO_SAMPLING_INTERVAL="5", LOG_LEVEL="INFO")
+        time.sleep(0.2)
+        before = self.wake_ups()
+        time.sleep(1)
+        self.assertLess(self.wake_ups() - before, 20)
+
+    def wake_ups(self):
+        """How often the daemon's main loop has waited so far."""
+        with open(f"/proc/{self.daemon_pid}/task/{self.daemon_pid}/status") as file:
+            return int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", file.read(),
+                                 re.MULTILINE)[1])
 
 
 if __name__ == "__main__":

@@ -349,8 +349,8 @@ class RunTest(HookTest):
                     recorder.expect([("DIO/DI1", "StateChanged", (level,))])
                     runs += level in values
                     self.wait_for_runs(runs)
-        time.sleep(0.2)
-        self.assertEqual(len(self.runs()), runs)
+                    time.sleep(0.1)
+                    self.assertEqual(len(self.runs()), runs)
 
     def test_it_runs_as_root_by_its_link_without_arguments(self):
         self.install("first")
