@@ -603,6 +603,33 @@ class OrphanTest(HookTest):
         self.assertEqual(self.hook_files(), ["DO1.script"])
 
 
+class OrphanAcrossFileSystemsTest(HookTest):
+    """The system's temporary directory is usually a file system of its own."""
+
+    environment = {**DioTest.environment, "TMPDIR": "/run/tmp"}
+
+    def setUp(self):
+        super().setUp()
+        self.world.run("mkdir", "/run/tmp")
+
+    def test_a_script_is_converted(self):
+        self.write_script("DI1.script", folder=HOOKS)
+        self.dio("DI1").Reload()
+        self.assertEqual(self.hook_files(), ["DI1.hook", "DI1.script"])
+        self.arm("DI1", "DI1")
+        self.turn(16, 1)
+        self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/DI1.hook 0 0"])
+        self.assertEqual(self.world.run("ls", "/run/tmp"), "")
+
+    def test_what_cannot_be_moved_stays(self):
+        os.mkdir(self.here(f"{HOOKS}/DI1.script"))
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").Reload()
+        self.assertIn("<warn>  [DIO/DI1] Failed to move script to temp directory", lines)
+        self.assertEqual(self.hook_files(), ["DI1.script"])
+        self.assertEqual(self.world.run("ls", "/run/tmp"), "")
+
+
 class RestartTest(HookTest):
     def test_a_kill_leaves_everything_selected(self):
         self.install("first")
