@@ -25,6 +25,15 @@ static const struct {
     {"RADIO", 3, TRUE, "Radio"},
 };
 
+/* Push buttons, which the driver gpio-keys turns into input devices. */
+static const struct {
+    const char *name;
+    const char *device;
+} buttons[] = {
+    {"RESET", "/dev/input/by-path/platform-keys-reset-event"},
+    {"USER", "/dev/input/by-path/platform-keys-user-event"},
+};
+
 /* Buzzers on lines; the other one hangs on the only PWM channel. */
 static const struct {
     const char *name;
@@ -81,6 +90,18 @@ create_leds(ZolvBaseManager *manager)
 }
 
 static void
+create_buttons(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(buttons); i++) {
+        ZolvButton *button = ZOLV_BUTTON(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_BUTTON, buttons[i].name));
+
+        zolv_button_define_default_script(button, "default.script", "default");
+        zolv_button_define_device(button, buttons[i].device);
+    }
+}
+
+static void
 create_buzzers(ZolvBaseManager *manager)
 {
     for (gsize i = 0; i < G_N_ELEMENTS(gpio_buzzers); i++)
@@ -128,6 +149,7 @@ void
 platform_init(ZolvBaseManager *manager)
 {
     create_leds(manager);
+    create_buttons(manager);
     create_buzzers(manager);
     create_consoles(manager);
     create_dios(manager);

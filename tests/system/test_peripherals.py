@@ -89,6 +89,37 @@ class DioTest(BoardTest):
         self.bus_object("DIO/DIO1").SetDirection(0)
 
 
+class ButtonTest(BoardTest):
+    def test_press_holding_and_release_are_announced_and_run_the_action(self):
+        button = self.bus_object("Button/USER")
+        self.board.put("/run/used.sh", b'#!/bin/sh\necho "$1 $2" >> /run/used\n', 0o755)
+        button.AddAction("used", "/run/used.sh")
+        button.SetAction("used")
+        recorder = self.recorder("Button/USER", "actionChanged")
+        self.do("hold", "user")
+        recorder.expect([("Button/USER", "actionChanged", ("press",))], 10)
+        recorder.expect([("Button/USER", "actionChanged", ("hold",))], 10)
+        recorder.expect([("Button/USER", "actionChanged", ("hold",))], 10)
+        self.do("release", "user")
+        recorder.wait_for(lambda: recorder.events and recorder.events[-1][2] == ("release",),
+                          "the release", 10)
+        wait_until(lambda: "release" in self.board.call("cat /run/used || true"),
+                   "the action has run", 20)
+        used = self.board.call("cat /run/used").splitlines()
+        self.assertEqual([line.split()[0] for line in used],
+                         ["press", *["hold"] * (len(used) - 2), "release"])
+
+    def test_short_presses_are_all_heard_by_their_own_button(self):
+        other = self.recorder("Button/RESET", "actionChanged")
+        recorder = self.recorder("Button/USER", "actionChanged")
+        for presses in range(1, 6):
+            self.do("press", "user", "0.1")
+            recorder.wait_for(lambda: len(recorder.events) >= 2 * presses,
+                              f"{presses} presses", 20)
+        self.assertEqual([event[2][0] for event in recorder.events], ["press", "release"] * 5)
+        self.assertEqual(other.events, [])
+
+
 class ConsoleTest(BoardTest):
     def test_it_is_switched_off_from_the_next_start_on(self):
         console = self.bus_object("Console/CONSOLE1")

@@ -10,8 +10,9 @@ from interface_table import INTERFACES
 from introspection import interfaces
 from perimond.world import wait_until
 
-OBJECTS = ["Buzzer/ALARM", "Buzzer/TONE", "Console/CONSOLE1", "DIO/DI1", "DIO/DI2", "DIO/DIO1",
-           "DIO/DO1", "DIO/DO2", "LED/ALARM", "LED/RADIO", "LED/SYS", "LED/USER"]
+OBJECTS = ["Button/RESET", "Button/USER", "Buzzer/ALARM", "Buzzer/TONE", "Console/CONSOLE1",
+           "DIO/DI1", "DIO/DI2", "DIO/DIO1", "DIO/DO1", "DIO/DO2", "LED/ALARM", "LED/RADIO",
+           "LED/SYS", "LED/USER"]
 
 # Warnings and errors in the journal of a board that has just booted, each with its cause
 EXPLAINED = {
@@ -185,6 +186,24 @@ class IdentityTest(BoardTest):
             self.restart()
             self.assertIs(self.manager("Security"), secure)
         self.board.lines.write_word(fuses, 0)
+
+
+class OtherComputerTest:
+    """The other processor families: the same board with another device tree."""
+
+    def test_its_family_is_known_and_its_security_read(self):
+        self.assertEqual(self.board.call("cat /sys/devices/soc0/family"), self.family)
+        self.assertEqual(self.bus_object("").get("ModelName"), "PERIMOND-EMU")
+        # QEMU has no part that would say more: what cannot be read is not secure.
+        self.assertIs(self.bus_object("").get("Security"), False)
+
+
+class Am64xTest(OtherComputerTest, BoardTest):
+    computer, family = "am64x", "AM64X"
+
+
+class Am62xTest(OtherComputerTest, BoardTest):
+    computer, family = "am62x", "AM62X"
 
 
 class PolicyTest(BoardTest):

@@ -36,23 +36,22 @@ ENVIRONMENT_SIZE = 0x4000
 DISK_SIZE = 64 << 20
 
 # Register page, as far as it is not zero when the kernel starts: offset and 32-bit word.
-IMX_REGISTERS = {
+BOARD_REGISTERS = {
     # Bank 0: what pulls up the active-low LED, the keys and the I2C lines
     0x0008: 1 << 3 | 1 << 8 | 1 << 9 | 1 << 20 | 1 << 21,
-    0x8800: 0x824311,  # chip revision register: i.MX8MP
     0x9098: 0x8,  # UART: transmitter empty
 }
 
 
-def ti_registers(part):
-    return {0x0000: 1 << 28 | part << 12 | 0x2F}
+def chip_id(part):
+    return {0x4000: 1 << 28 | part << 12 | 0x2F}
 
 
-# name: (overlay, registers)
+# The processors: overlay, and what their registers hold
 COMPUTERS = {
-    "imx8mp": ("board.dtso", IMX_REGISTERS),
-    "am64x": ("ti.dtso", ti_registers(0xBB38)),
-    "am62x": ("ti.dtso", ti_registers(0xBB7E)),
+    "imx8mp": ("imx8mp.dtso", {0x8800: 0x824311}),  # chip revision register
+    "am64x": ("ti.dtso", chip_id(0xBB38)),
+    "am62x": ("ti.dtso", chip_id(0xBB7E)),
 }
 
 
@@ -176,15 +175,18 @@ class Image:
         machine[machine.index("-M") + 1] += f",dumpdtb={base}"
         run(["qemu-system-aarch64", *machine, "-nodefaults", "-display", "none"])
         clock = run(["fdtget", base, "/apb-pclk", "phandle"]).strip()
-        for name, (overlay, registers) in COMPUTERS.items():
-            source = (HERE / overlay).read_text().replace("CLOCK", clock)
-            text = self.top / f"{name}.dtso"
-            text.write_text(source)
-            run(["dtc", "-q", "-@", "-O", "dtb", "-o", self.top / f"{name}.dtbo", text])
-            run(["fdtoverlay", "-i", base, "-o", self.top / f"{name}.dtb",
-                 self.top / f"{name}.dtbo"])
+
+        def overlay(name):
+            text = self.top / name
+            text.write_text((HERE / name).read_text().replace("CLOCK", clock))
+            run(["dtc", "-q", "-@", "-O", "dtb", "-o", text.with_suffix(".dtbo"), text])
+            return text.with_suffix(".dtbo")
+
+        for name, (processor, registers) in COMPUTERS.items():
+            run(["fdtoverlay", "-i", base, "-o", self.top / f"{name}.dtb", overlay("board.dtso"),
+                 overlay(processor)])
             page = bytearray(0x10000)
-            for offset, word in registers.items():
+            for offset, word in {**BOARD_REGISTERS, **registers}.items():
                 struct.pack_into("<I", page, offset, word)
             (self.top / f"{name}.regs").write_bytes(page)
         stamp.set()
