@@ -130,7 +130,9 @@ class LifeTest(BoardTest):
         end, answered = time.monotonic() + 30, False
         while not answered and time.monotonic() < end:
             try:
-                answered = self.bus_object("").get("ModelName") == "PERIMOND-EMU"
+                answered = self.bus_object("").call(
+                    "org.freedesktop.DBus.Properties", "Get",
+                    GLib.Variant("(ss)", ("com.tarvel.Perimond", "ModelName"))) == "PERIMOND-EMU"
             except GLib.Error:
                 pass
         self.assertTrue(answered)

@@ -135,6 +135,8 @@ class Image:
         root = self.root
         shutil.copytree(HERE / "image/root", root, symlinks=True, dirs_exist_ok=True)
         run(["systemd-sysusers", f"--root={root}"])
+        for name in "shadow", "gshadow":
+            (root / "etc" / name).chmod(0o600)  # whoever is not root could not pack them else
         # GLib looks for the bus below /var/run: with a folder there it would find none.
         shutil.rmtree(root / "var/run", ignore_errors=True)
         (root / "var/run").unlink(missing_ok=True)

@@ -22,6 +22,7 @@ class Packages:
         self.top = folder.packages
         self.files = self.top / "files"
         self.known = self.top / "resolved.json"
+        self.index = self.top / "state/is-there"
         self.options = ["-q", "-o", f"APT::Architecture={architecture}",
                         "-o", f"APT::Architectures={architecture}",
                         "-o", f"Dir::State={self.top}/state",
@@ -52,6 +53,7 @@ class Packages:
                              f"not in {self.top}:\n{done.stdout[-2000:]}\n"
                              "Connect this machine (or set apt's proxy) and try again, or copy the "
                              "folder from a machine where the board was built.")
+        self.index.touch()
         self.resolved = {}
 
     def fetch(self, purpose, wanted, left_out=()):
@@ -82,9 +84,17 @@ class Packages:
     def _fetch(self, key, purpose, choose):
         names = self.resolved.get(key)
         if names is None or not all((self.files / name).exists() for name in names):
-            if not (self.top / "state/status").exists():
+            fresh = not self.index.exists()
+            if fresh:
                 self.update()
-            names = self._download(purpose, choose())
+            try:
+                names = self._download(purpose, choose())
+            except BoardError:
+                if fresh:
+                    raise
+                # The registry has newer versions by now and no longer those of our index.
+                self.update()
+                names = self._download(purpose, choose())
             self.resolved[key] = names
             self.known.write_text(json.dumps(self.resolved, indent=1))
         return [self.files / name for name in names]
