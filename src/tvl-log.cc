@@ -21,7 +21,6 @@ struct LevelDescription {
 constexpr std::size_t initial_capacity = 512;
 
 std::atomic<int> threshold = TVL_LOG_INFO;
-Sink sink = nullptr;
 int log_fd = -1;
 
 void
@@ -49,6 +48,9 @@ sink_syslog(int priority, const char *text, gsize)
 {
     syslog(priority, "%s", text);
 }
+
+/* Before the set-up lines go where a daemon's lines go. */
+Sink sink = sink_syslog;
 
 int
 glib_level_to_priority(GLogLevelFlags level)

@@ -1,5 +1,7 @@
 #include "zolv-worker.h"
 
+#include "tvl-log.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -28,11 +30,13 @@ zolv::Worker::run(gpointer data)
     return nullptr;
 }
 
-void
+bool
 zolv::Worker::start(const char *name, Body body, Wake wake)
 {
+    g_autoptr(GError) error = nullptr;
+
     if (thread_ != nullptr)
-        return;
+        return true;
     body_ = std::move(body);
     wake_ = std::move(wake);
     /* The requests that ended the last thread are not for this one. */
@@ -40,8 +44,16 @@ zolv::Worker::start(const char *name, Body body, Wake wake)
         ;
     /* Set before the thread first looks at it. */
     running_.store(true, std::memory_order_release);
-    thread_ = g_thread_new(std::string(name).substr(0, max_name_length).c_str(), run, this);
+    /* Scripts without an end may use up what the service may have of processes and threads. */
+    thread_ =
+        g_thread_try_new(std::string(name).substr(0, max_name_length).c_str(), run, this, &error);
+    if (thread_ == nullptr) {
+        _tvl_log(TVL_LOG_ERROR, "[Manager] Thread '%s' not started: %s", name, error->message);
+        running_.store(false, std::memory_order_release);
+        return false;
+    }
     workers.push_back(this);
+    return true;
 }
 
 void

@@ -28,8 +28,9 @@ class Worker {
         sem_destroy(&stop_requested_);
     }
 
-    /* Does nothing when the thread runs. The kernel keeps the first 15 bytes of @name. */
-    void start(const char *name, Body body, Wake wake = {});
+    /* Does nothing when the thread runs. The kernel keeps the first 15 bytes of @name. Where the
+     * system has no thread left, which the log tells, it returns false. */
+    bool start(const char *name, Body body, Wake wake = {});
     /* Raises the flag and ends the waits, without waiting for the thread. */
     void request_stop();
     /* Stops the thread and waits for it; it may be started again. */

@@ -6,6 +6,8 @@
 #include <memory>
 #include <pthread.h>
 #include <string>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -107,6 +109,26 @@ TEST(Worker, KeepsTheFirstFifteenBytesOfItsName)
     });
     worker.stop();
     EXPECT_STREQ(name.data(), "a-name-of-twent");
+}
+
+/* In a process of its own: no thread may be made there any more. */
+void
+start_without_threads()
+{
+    const rlimit none{0, 0};
+    zolv::Worker worker;
+
+    if (geteuid() == 0 && setuid(65534) != 0)
+        _exit(1);
+    setrlimit(RLIMIT_NPROC, &none);
+    const bool started = worker.start("too-many", [](zolv::Worker &) {});
+    _exit(!started && !worker.started() ? 0 : 2);
+}
+
+TEST(Worker, ThatTheSystemHasNoThreadForIsNotStarted)
+{
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(start_without_threads(), testing::ExitedWithCode(0), "");
 }
 
 TEST(Worker, StopsManySideBySide)

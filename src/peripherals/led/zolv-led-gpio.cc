@@ -8,7 +8,6 @@
 #include "zolv-worker.h"
 
 #include <array>
-#include <atomic>
 #include <chrono>
 
 namespace {
@@ -28,7 +27,6 @@ struct _ZolvLEDGPIOPrivate {
     int pin = -1;
     int direction = GPIO_DIRECTION_OUT;
     bool pin_defined = false;
-    std::atomic<bool> heartbeat_running = false;
     zolv::Worker heartbeat;
 };
 
@@ -43,20 +41,10 @@ check_pin_defined(const ZolvLEDGPIOPrivate *priv, GError **error)
     return priv->pin_defined;
 }
 
-/* The line is on loan to the thread: the steady value is written after it has ended. */
-static void
-stop_heartbeat(ZolvLEDGPIOPrivate *priv)
+static gboolean
+start_heartbeat(ZolvLEDGPIOPrivate *priv, GError **error)
 {
-    priv->heartbeat_running = false;
-    priv->heartbeat.stop();
-}
-
-static void
-start_heartbeat(ZolvLEDGPIOPrivate *priv)
-{
-    if (priv->heartbeat_running.exchange(true))
-        return;
-    priv->heartbeat.start("led_heartbeat", [pin = priv->pin](zolv::Worker &worker) {
+    const auto beat = [pin = priv->pin](zolv::Worker &worker) {
         while (worker.running())
             for (const Step &step : heartbeat_pattern) {
                 if (!worker.running())
@@ -65,7 +53,13 @@ start_heartbeat(ZolvLEDGPIOPrivate *priv)
                 zolv_helper_set_sysfs_gpio_value(pin, step.value, nullptr);
                 worker.sleep_for(step.hold);
             }
-    });
+    };
+
+    if (priv->heartbeat.start("led_heartbeat", beat))
+        return TRUE;
+    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_SYSTEM,
+                        "LED heartbeat thread cannot be started");
+    return FALSE;
 }
 
 static gboolean
@@ -85,11 +79,10 @@ led_gpio_set_state(ZolvLED *led, guint state, GError **error)
                             "LED GPIO is not support state");
         return FALSE;
     }
-    if (state == zolv::led_heartbeat) {
-        start_heartbeat(priv);
-        return TRUE;
-    }
-    stop_heartbeat(priv);
+    if (state == zolv::led_heartbeat)
+        return start_heartbeat(priv, error);
+    /* The thread has the line on loan: the steady value is written after its end. */
+    priv->heartbeat.stop();
     return zolv_helper_set_sysfs_gpio_value(priv->pin, state, error);
 }
 
@@ -100,7 +93,7 @@ led_gpio_get_state(ZolvLED *led, guint *state, GError **error)
 
     if (!check_pin_defined(priv, error))
         return FALSE;
-    if (priv->heartbeat_running) {
+    if (priv->heartbeat.started()) {
         *state = zolv::led_heartbeat;
         return TRUE;
     }
@@ -126,7 +119,7 @@ zolv_led_gpio_finalize(GObject *object)
     ZolvLEDGPIO *self = ZOLV_LED_GPIO(object);
     g_autoptr(GError) error = nullptr;
 
-    stop_heartbeat(self->priv);
+    self->priv->heartbeat.stop();
     if (!led_gpio_set_state(ZOLV_LED(self), 0, &error))
         _tvl_log(TVL_LOG_WARN, "Failed to turn off LED %s", error->message);
     delete self->priv;

@@ -48,7 +48,8 @@ ZOLV_API const char *zolv_led_get_label(ZolvLED *self);
  * The state is not kept over a restart of the daemon.
  *
  * Errors: %ZOLV_CORE_ERROR_INVAL_ARG above 2; %ZOLV_CORE_ERROR_PERIPH_NOT_READY before the
- * definition; that of the failed write.
+ * definition; %ZOLV_CORE_ERROR_SYSTEM when the system has no thread left for a heartbeat; that of
+ * the failed write.
  *
  * Returns: whether the LED was driven
  */
