@@ -103,11 +103,11 @@ set_setting(Change change)
     g_autoptr(GError) error = nullptr;
 
     change(file.get());
-    const bool directory_exists = g_file_test(settings_directory, G_FILE_TEST_IS_DIR);
-    if (!directory_exists)
+    if (!g_file_test(settings_directory, G_FILE_TEST_IS_DIR))
         create_settings_file();
+    const bool is_new = !zolv::has_content(settings_file);
     if (!g_key_file_save_to_file(file.get(), settings_file, &error) ||
-        (!directory_exists && !zolv::sync_new_file(settings_file, &error)))
+        (is_new && !zolv::sync_new_file(settings_file, &error)))
         _tvl_log(TVL_LOG_WARN, "[Config] Failed to write config file: %s",
                  fit_text(error->message).c_str());
 }

@@ -4,6 +4,7 @@
 #include "tvl-log.h"
 #include "zolv-text.h"
 
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 
@@ -25,12 +26,18 @@ is_file_name(const gchar *uuid)
 bool
 save_key(const char *path, const gchar *key, GError **error)
 {
+    const gsize length = strlen(key);
+    const bool is_new = !zolv::has_content(path);
     const auto flags = static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
                                                           G_FILE_SET_CONTENTS_ONLY_EXISTING);
 
-    return g_file_set_contents_full(path, key, static_cast<gssize>(strlen(key)), flags, key_mode,
+    if (length > max_key_length) {
+        g_set_error_literal(error, G_FILE_ERROR, G_FILE_ERROR_FAILED, g_strerror(EFBIG));
+        return false;
+    }
+    return g_file_set_contents_full(path, key, static_cast<gssize>(length), flags, key_mode,
                                     error) &&
-           zolv::sync_new_file(path, error);
+           (!is_new || zolv::sync_new_file(path, error));
 }
 
 } // namespace
@@ -49,11 +56,13 @@ zolv_helper_luks_get_key(const gchar *uuid, gchar **key)
         *key = content.release();
         return TRUE;
     }
-    if (error == nullptr || g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT))
+    if (error == nullptr || g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT) ||
+        g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOTDIR)) {
         _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] luks file not exist: %s", fit_text(path).c_str());
-    else
-        _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to read luks file: '%s': %s",
-                 fit_text(path).c_str(), error->message);
+        return FALSE;
+    }
+    g_prefix_error(&error, "'%s': ", path);
+    _tvl_log(TVL_LOG_WARN, "[CONFIG/LUKS] Failed to read luks file: %s", error->message);
     return FALSE;
 }
 

@@ -26,7 +26,7 @@ ZOLV_API gboolean zolv_helper_luks_get_key(const gchar *uuid, gchar **key);
 /**
  * zolv_helper_luks_set_key:
  * @uuid: UUID in the volume's header
- * @key: passphrase; the caller wipes it
+ * @key: passphrase of at most 64 KiB; the caller wipes it
  *
  * Stores the key, in place of an older one; it is on the disk when the function returns.
  */

@@ -14,6 +14,17 @@ namespace {
 /* GLib writes "<name>.XXXXXX" and renames it to "<name>". */
 constexpr std::size_t suffix_length = 1 + 6;
 
+/* GLib draws from capitals and digits. So that nothing is taken for a leftover that people put
+ * behind a name to keep a copy (backup, BACKUP, 241120, COPY01), a letter has to follow a digit: of
+ * the leftovers one in four stays. */
+bool
+is_drawn(std::string_view letters)
+{
+    return letters.find_first_not_of(G_CSET_A_2_Z G_CSET_DIGITS) == letters.npos &&
+           letters.find_first_of(G_CSET_A_2_Z, letters.find_first_of(G_CSET_DIGITS)) !=
+               letters.npos;
+}
+
 bool
 fail(GError **error, int code)
 {
@@ -26,7 +37,7 @@ read_fully(int fd, char *content, gsize size, gsize *length)
 {
     *length = 0;
     while (*length < size) {
-        const ssize_t n_read = read(fd, content + *length, size - *length);
+        const ssize_t n_read = TEMP_FAILURE_RETRY(read(fd, content + *length, size - *length));
         if (n_read < 0)
             return false;
         if (n_read == 0)
@@ -66,12 +77,16 @@ is_leftover_of(std::string_view name, bool (*is_own)(const char *))
         return false;
 
     const std::string_view suffix = name.substr(name.size() - suffix_length);
-    for (const char letter : suffix.substr(1)) {
-        if (!g_ascii_isalnum(letter))
-            return false;
-    }
-    return suffix[0] == '.' &&
+    return suffix[0] == '.' && is_drawn(suffix.substr(1)) &&
            is_own(std::string(name.substr(0, name.size() - suffix_length)).c_str());
+}
+
+bool
+is_regular_file(const char *path)
+{
+    struct stat status = {};
+
+    return lstat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void
@@ -85,6 +100,8 @@ sweep_directory(const char *path, bool (*is_own)(const char *))
         if (!is_leftover_of(name, is_own))
             continue;
         g_autofree char *leftover = g_build_filename(path, name, nullptr);
+        if (!is_regular_file(leftover))
+            continue;
         if (unlink(leftover) == 0)
             _tvl_log(TVL_LOG_INFO, "[Config] Removed unfinished file '%s'", leftover);
         else
@@ -124,6 +141,14 @@ zolv::read_regular_file(const char *path, int open_flags, gsize max_length, gsiz
         return nullptr;
     }
     return content;
+}
+
+bool
+zolv::has_content(const char *path)
+{
+    struct stat status = {};
+
+    return lstat(path, &status) == 0 && status.st_size > 0;
 }
 
 bool

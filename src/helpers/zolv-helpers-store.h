@@ -13,11 +13,14 @@ inline constexpr char luks_directory[] = "/etc/tarvel/TarvelPerimond/luks";
 CharPtr read_regular_file(const char *path, int open_flags, gsize max_length, gsize *length,
                           GError **error);
 
-/* Brings a new file and its name to the disk; GLib syncs only what replaces an older content. */
+/* Bring a new file and its name to the disk. GLib does that only for a save that replaces some
+ * content. */
+bool has_content(const char *path);
 bool sync_new_file(const char *path, GError **error);
 
-/* Removes the temporary files that saves of settings and keys leave behind when they are killed.
- * For the start of the daemon: no save may be under way. */
+/* Removes the temporary files that saves of settings and keys leave behind when they are killed,
+ * all but those whose names could be a person's. For the start of the daemon: no save may be
+ * under way. */
 void sweep_leftovers();
 
 } // namespace zolv

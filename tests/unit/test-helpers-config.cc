@@ -4,6 +4,7 @@
 #include "private-world.h"
 #include "tvl-log.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -11,10 +12,26 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<std::string> *synced = nullptr;
+
+} // namespace
+
+/* Stands before the C library's; notes what is synced by the name that it has then. */
+extern "C" int
+fsync(int fd)
+{
+    if (synced != nullptr)
+        synced->push_back(fs::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    return static_cast<int>(syscall(SYS_fsync, fd));
+}
 
 namespace {
 
@@ -291,9 +308,48 @@ TEST_F(Config, FolderThatCannotBeMadeIsAFailedSave)
     zolv_helper_config_set_guint("LED/L", "A", 2);
 
     const Lines lines = log();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_TRUE(lines.back().starts_with("<warn>  [Config] Failed to write config file: "))
-        << lines.back();
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0], "<warn>  [Config] Failed to load config file: Not a directory");
+    EXPECT_EQ(lines[1], "<warn>  [Config] Failed to keep damaged config file: Not a directory");
+    EXPECT_TRUE(lines[2].starts_with("<warn>  [Config] Failed to write config file: ")) << lines[2];
+    EXPECT_EQ(file_content("/etc/tarvel"), "in the way");
+}
+
+/* What @act syncs beside the log; a temporary file counts as the one that it becomes. */
+template <typename Act>
+std::vector<std::string>
+synced_by(Act act)
+{
+    std::vector<std::string> paths;
+
+    synced = &paths;
+    act();
+    synced = nullptr;
+    std::erase_if(paths, [](const std::string &path) { return path.starts_with("/sys/"); });
+    for (std::string &path : paths) {
+        if (!exists(path))
+            path.resize(path.rfind('.'));
+    }
+    return paths;
+}
+
+TEST_F(Config, FirstSettingIsSyncedAndThenItsName)
+{
+    const auto set = [] { zolv_helper_config_set_guint("Disk/SD", "Key", 5); };
+    const Lines file_and_folder{settings, folder};
+
+    EXPECT_EQ(synced_by(set), file_and_folder) << "without a folder";
+    fs::remove(settings);
+    EXPECT_EQ(synced_by(set), file_and_folder) << "in a folder without a file";
+    put_file(settings, "");
+    EXPECT_EQ(synced_by(set), file_and_folder) << "in an empty file";
+}
+
+TEST_F(Config, LaterSettingIsSyncedBeforeItReplacesTheOld)
+{
+    put_file(settings, "[LED/L]\nA=1\n");
+    EXPECT_EQ(synced_by([] { zolv_helper_config_set_guint("LED/L", "A", 2); }),
+              (Lines{settings, folder}));
 }
 
 /* A writer is killed, again and again, while it counts a setting up. */
@@ -359,8 +415,11 @@ TEST_F(KilledWriter, LeavesTheOldFileOrTheNewOne)
         ASSERT_FALSE(exists(damaged));
         *done = count;
     }
+    const auto leftovers = names_in(folder).size() - 1;
     zolv::sweep_leftovers();
-    EXPECT_EQ(names_in(folder), Lines{"peripheral-settings.conf"});
+    /* Those stay whose names could be a person's. */
+    EXPECT_LT(names_in(folder).size() - 1, leftovers);
+    EXPECT_TRUE(exists(settings));
 }
 
 TEST_F(KilledWriter, OfTheFirstSettingLeavesNoFileOrOneThatLoads)
@@ -404,6 +463,7 @@ TEST_F(LuksKey, ReadsBackAsItWasSet)
     EXPECT_EQ(file_content(key_path), "pass phrase");
     EXPECT_EQ(mode_of(key_path), 0640U);
     EXPECT_EQ(mode_of(key_folder), 0640U);
+    EXPECT_EQ(mode_of(folder), 0640U) << "a parent that was missing";
     EXPECT_TRUE(get());
     EXPECT_STREQ(key, "pass phrase");
 }
@@ -414,6 +474,14 @@ TEST_F(LuksKey, SecondKeyReplacesTheFirst)
     zolv_helper_luks_set_key(uuid.c_str(), "second");
     EXPECT_EQ(file_content(key_path), "second");
     EXPECT_EQ(names_in(key_folder), Lines{uuid});
+}
+
+TEST_F(LuksKey, IsSyncedAndThenItsName)
+{
+    for (const char *text : {"", "first", "second"})
+        EXPECT_EQ(synced_by([text] { zolv_helper_luks_set_key(uuid.c_str(), text); }),
+                  (Lines{key_path, key_folder}))
+            << text;
 }
 
 TEST_F(LuksKey, MayBeEmpty)
@@ -428,6 +496,9 @@ TEST_F(LuksKey, OfAnUnknownVolumeDoesNotExist)
     EXPECT_FALSE(get());
     EXPECT_EQ(log(), Lines{missing(key_path)});
     EXPECT_EQ(key, nullptr);
+    put_file(key_folder, "in the way");
+    EXPECT_FALSE(get());
+    EXPECT_EQ(log(), Lines{missing(key_path)});
 }
 
 TEST_F(LuksKey, NameThatIsNoCanonicalUuidNeverBecomesAPath)
@@ -483,6 +554,15 @@ TEST_F(LuksKey, IsARegularFileOfBoundedSize)
     EXPECT_EQ(strlen(key), 65536U);
 }
 
+TEST_F(LuksKey, ThatCouldNotBeReadBackIsRefused)
+{
+    zolv_helper_luks_set_key(uuid.c_str(), std::string(65536, 'k').c_str());
+    EXPECT_EQ(log(), Lines{});
+    zolv_helper_luks_set_key(uuid.c_str(), std::string(65537, 'x').c_str());
+    EXPECT_EQ(log(), Lines{"<warn>  [CONFIG/LUKS] Failed to write luks file: File too large"});
+    EXPECT_EQ(file_content(key_path), std::string(65536, 'k'));
+}
+
 TEST_F(LuksKey, SetReplacesALinkAndNotWhatItLeadsTo)
 {
     put_file(folder + "/elsewhere", "secret");
@@ -512,23 +592,41 @@ TEST_F(LuksKey, FailedWriteIsLogged)
 
 TEST_F(PrivateWorld, SweepRemovesTheDaemonsOwnTemporaryFilesOnly)
 {
-    for (const std::string name :
-         {"peripheral-settings.conf", "peripheral-settings.conf.AbC123",
-          "peripheral-settings.conf.damaged", "peripheral-settings.conf.backup1", "other.AbC123",
-          "peripheral-settings.conf.a-b_c.", "luks/keys.AbC123"})
+    /* Digits, words, words with numbers, other lengths, other letters, other names. */
+    Lines kept = {"peripheral-settings.conf"};
+    for (const char *suffix : {"241120", "backup", "Backup", "BACKUP", "COPY01", "damaged",
+                               "1BACKUP", "1BACK", "A-1_C.", "A1b2C3"})
+        kept.push_back("peripheral-settings.conf." + std::string(suffix));
+    Lines kept_keys = {uuid, "keys.A1B2C3"};
+    for (const char *suffix : {"241120", "backup", "1BACKUP"})
+        kept_keys.push_back(uuid + "." + suffix);
+    const Lines leftovers = {settings + ".M55BZ3", settings + ".ZZZZ0Z", key_path + ".0A0000"};
+
+    for (const std::string &name : kept)
         put_file(folder + "/" + name, "");
-    put_file(key_path, "");
-    put_file(key_path + ".zzzzzz", "");
-    put_file(key_path + ".backup1", "");
+    for (const std::string &name : kept_keys)
+        put_file(key_folder + "/" + name, "");
+    for (const std::string &path : leftovers)
+        put_file(path, "");
+    kept.insert(kept.end(), {"luks", "other.A1B2C3", "peripheral-settings.conf.1LINK1",
+                             "peripheral-settings.conf.1FOLDR"});
+    put_file(folder + "/other.A1B2C3", "");
+    fs::create_symlink("nowhere", settings + ".1LINK1");
+    fs::create_directory(settings + ".1FOLDR");
+    std::sort(kept.begin(), kept.end());
+    std::sort(kept_keys.begin(), kept_keys.end());
 
     zolv::sweep_leftovers();
-    EXPECT_EQ(names_in(folder),
-              (Lines{"luks", "other.AbC123", "peripheral-settings.conf",
-                     "peripheral-settings.conf.a-b_c.", "peripheral-settings.conf.backup1",
-                     "peripheral-settings.conf.damaged"}));
-    EXPECT_EQ(names_in(key_folder), (Lines{uuid, uuid + ".backup1", "keys.AbC123"}));
-    EXPECT_EQ(log(), (Lines{"<info>  [Config] Removed unfinished file '" + settings + ".AbC123'",
-                            "<info>  [Config] Removed unfinished file '" + key_path + ".zzzzzz'"}));
+    EXPECT_EQ(names_in(folder), kept);
+    EXPECT_EQ(names_in(key_folder), kept_keys);
+    Lines lines = log();
+    std::sort(lines.begin(), lines.end());
+    ASSERT_EQ(lines.size(), leftovers.size());
+    for (const std::string &path : leftovers)
+        EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                             "<info>  [Config] Removed unfinished file '" + path + "'"),
+                  1)
+            << path;
 }
 
 TEST_F(PrivateWorld, SweepOfAFreshSystemDoesNothing)
