@@ -14,7 +14,10 @@ attribute_of(gint gpio, const char *attribute)
 bool
 export_line(gint gpio, GError **error)
 {
-    return zolv::sysfs_export(attribute_of(gpio, "value"), "/sys/class/gpio/export", gpio, error);
+    char number[sizeof "-2147483648"];
+
+    g_snprintf(number, sizeof number, "%d", gpio);
+    return zolv::sysfs_export(attribute_of(gpio, "value"), "/sys/class/gpio/export", number, error);
 }
 
 bool

@@ -30,7 +30,7 @@ adapter_matches(const char *adapter, const gchar *adapter_name)
     return strstr(name, adapter_name) != nullptr;
 }
 
-/* The caller's @entry belongs to @directory. */
+/* The name that is returned belongs to @directory. */
 const char *
 find_adapter(GDir *directory, const gchar *adapter_name)
 {

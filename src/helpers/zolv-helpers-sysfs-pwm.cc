@@ -22,8 +22,10 @@ class Channel {
     bool export_it(GError **error) const
     {
         const zolv::SysfsPath path("/sys/class/pwm/pwmchip%u/export", chip_);
+        char number[sizeof "4294967295"];
 
-        return zolv::sysfs_export(attribute("enable"), path, channel_, error);
+        g_snprintf(number, sizeof number, "%u", channel_);
+        return zolv::sysfs_export(attribute("enable"), path, number, error);
     }
 
     bool write_number(const char *name, guint number, GError **error) const

@@ -54,12 +54,8 @@ zolv::sysfs_write_flag(const char *path, guint flag, GError **error)
 }
 
 bool
-zolv::sysfs_export(const char *attribute, const char *export_path, guint number, GError **error)
+zolv::sysfs_export(const char *attribute, const char *export_path, const char *number,
+                   GError **error)
 {
-    char digits[sizeof "4294967295"];
-
-    if (access(attribute, F_OK) == 0)
-        return true;
-    g_snprintf(digits, sizeof digits, "%u", number);
-    return sysfs_write_text(export_path, digits, error);
+    return access(attribute, F_OK) == 0 || sysfs_write_text(export_path, number, error);
 }

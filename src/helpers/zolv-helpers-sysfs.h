@@ -11,8 +11,8 @@ class SysfsPath {
     operator const char *() const { return text_; }
 
   private:
-    /* More than two names of NAME_MAX: a name for which this is too short is one that the kernel
-     * refuses as too long, cut or not. */
+    /* More than two names of NAME_MAX: a name without a slash for which this is too short is one
+     * that the kernel refuses as too long, cut or not. */
     char text_[576];
 };
 
@@ -26,7 +26,8 @@ bool sysfs_write_text(const char *path, const char *text, GError **error);
 bool sysfs_read_flag(const char *path, guint *flag, GError **error);
 bool sysfs_write_flag(const char *path, guint flag, GError **error);
 
-/* Asks @export_path for @number unless @attribute, one of that line or channel, is there. */
-bool sysfs_export(const char *attribute, const char *export_path, guint number, GError **error);
+/* Asks @export_path for line or channel @number unless @attribute, one of its, is there. */
+bool sysfs_export(const char *attribute, const char *export_path, const char *number,
+                  GError **error);
 
 } // namespace zolv

@@ -115,6 +115,19 @@ TEST_F(Gpio, LineThatIsNotThereIsExportedByEachOperation)
     EXPECT_EQ(value, 9U);
 }
 
+TEST_F(Gpio, NumberIsSigned)
+{
+    guint value = 9;
+
+    put("export", "");
+    put("gpio-1/direction", "out\n"); /* all but the value */
+    EXPECT_TRUE(zolv_helper_get_sysfs_gpio_direction(-1, &value, &error));
+    EXPECT_EQ(log(), (Lines{write_line("-1", "export"), read_line("out", "gpio-1/direction")}));
+    EXPECT_FALSE(zolv_helper_get_sysfs_gpio_direction(G_MININT, &value, &error));
+    expect_error("open", "gpio-2147483648/direction", no_file);
+    EXPECT_EQ(log(), Lines{write_line("-2147483648", "export")});
+}
+
 TEST_F(Gpio, FailedExportEndsTheOperation)
 {
     guint value = 9;
@@ -357,6 +370,7 @@ TEST_F(Pwm, PeriodAndDutyCycleAreDecimalNumbers)
                           {"4000000\n", 4000000},
                           {"4294967295\n", 4294967295},
                           {"99999999999999999999\n", 4294967295},
+                          {"0000000000000000000123456\n", 1}, /* 20 bytes are read */
                           {"0100\n", 100},
                           {"x\n", 0}};
 
@@ -412,6 +426,13 @@ TEST_F(Pwm, StateIsOneDigit)
         EXPECT_EQ(log(), (Lines{write_line(std::to_string(state), "pwm2/enable"),
                                 read_line(std::to_string(state), "pwm2/enable")}));
     }
+}
+
+TEST_F(Pwm, NumbersAreUnsigned)
+{
+    put_file("/sys/class/pwm/pwmchip4294967295/export", "");
+    EXPECT_FALSE(zolv_helper_set_sysfs_pwm_state(4294967295, 4294967295, 1, nullptr));
+    EXPECT_EQ(file_content("/sys/class/pwm/pwmchip4294967295/export"), "4294967295");
 }
 
 TEST_F(Pwm, ChannelThatIsNotThereIsExportedByEachOperation)
@@ -484,6 +505,16 @@ TEST_F(I2c, DeviceIsMadeOnTheAdapterThatHasTheNameInItsOwn)
     EXPECT_EQ(new_device("i2c-1"), field("pca9555 32"));
     EXPECT_EQ(new_device("i2c-0"), "");
     EXPECT_EQ(log(), Lines{});
+}
+
+TEST_F(I2c, DeviceIsMadeOnOneOfTheAdaptersThatMatch)
+{
+    for (const std::string adapter : {"i2c-0", "i2c-1"}) {
+        put(adapter + "/name", "adapter\n");
+        put(adapter + "/new_device", "");
+    }
+    EXPECT_TRUE(zolv_helper_bind_sysfs_i2c_device("adapter", "pca9555", 32));
+    EXPECT_EQ(new_device("i2c-0") + new_device("i2c-1"), field("pca9555 32"));
 }
 
 TEST_F(I2c, LongestTypeAndAddressFillTheField)
