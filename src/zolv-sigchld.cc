@@ -29,6 +29,10 @@ zolv::WaitableChildren::~WaitableChildren()
 {
     const std::lock_guard lock(mutex);
 
-    if (--users == 0 && previous.sa_handler == SIG_IGN)
+    if (--users > 0 || previous.sa_handler != SIG_IGN)
+        return;
+    struct sigaction present = {};
+    sigaction(SIGCHLD, nullptr, &present);
+    if (present.sa_handler == SIG_DFL)
         sigaction(SIGCHLD, &previous, nullptr);
 }

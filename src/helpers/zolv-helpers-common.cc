@@ -81,9 +81,10 @@ read_line(FILE *stream, char *buffer, int size)
     const std::size_t length = strcspn(buffer, "\n");
     if (buffer[length] == '\n') {
         buffer[length] = '\0';
-    } else if (const int next = getc(stream); next != '\n' && next != EOF) {
+    } else if (length + 1 == static_cast<std::size_t>(size)) {
         /* Only the newline of a line that just fitted belongs to this piece. */
-        ungetc(next, stream);
+        if (const int next = getc(stream); next != '\n' && next != EOF)
+            ungetc(next, stream);
     }
     return true;
 }
@@ -139,8 +140,8 @@ read_otp_area(int fd, const char *path, guchar *data, gsize length, GError **err
 GFileType
 query_type(GFile *file, GError **error)
 {
-    g_autoptr(GFileInfo) info = g_file_query_info(file, G_FILE_ATTRIBUTE_STANDARD_TYPE,
-                                                  G_FILE_QUERY_INFO_NONE, nullptr, error);
+    g_autoptr(GFileInfo) info = g_file_query_info(
+        file, G_FILE_ATTRIBUTE_STANDARD_TYPE, G_FILE_QUERY_INFO_NOFOLLOW_SYMLINKS, nullptr, error);
 
     return info != nullptr ? g_file_info_get_file_type(info) : G_FILE_TYPE_UNKNOWN;
 }
@@ -324,7 +325,8 @@ zolv_helper_delete_directory(const char *dir_path, GError **error)
         g_propagate_error(error, g_steal_pointer(&query_error));
         return FALSE;
     }
-    if (type == G_FILE_TYPE_UNKNOWN) {
+    /* The enumeration would follow a link. */
+    if (type == G_FILE_TYPE_UNKNOWN || type == G_FILE_TYPE_SYMBOLIC_LINK) {
         g_set_error(error, G_FILE_ERROR, G_FILE_ERROR_NOTDIR, "Path '%s' is not a directory",
                     fit_text(dir_path).c_str());
         return FALSE;

@@ -140,13 +140,13 @@ ZOLV_API gboolean zolv_helper_delete_file(const char *file_path, GError **error)
 
 /**
  * zolv_helper_delete_directory:
- * @dir_path: directory; links below it are deleted, never followed
+ * @dir_path: directory, not a link to one; links below it are deleted, never followed
  *
  * Deletes a directory tree. With @error the first child that cannot be deleted ends the work,
  * without it the others are still tried; in both cases the directory that remains is the failure.
  *
- * Errors: %G_FILE_ERROR_NOTDIR "Path '%s' is not a directory" when nothing is at @dir_path; else
- * those of g_file_query_info(), g_file_enumerate_children() and g_file_delete()
+ * Errors: %G_FILE_ERROR_NOTDIR "Path '%s' is not a directory" when nothing or a link is at
+ * @dir_path; else those of g_file_query_info(), g_file_enumerate_children() and g_file_delete()
  *
  * Returns: whether the whole tree is gone
  */

@@ -4,6 +4,7 @@
 #include "tvl-log.h"
 #include "zolv-assert.h"
 
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -66,7 +67,7 @@ zolv_partition_led_service_new(ZolvBaseManager *manager, const ZolvPartitionLed 
 
     for (guint i = 0; i < led_n; i++) {
         ZolvPartitionLed &led = self->priv->leds.emplace_back();
-        g_strlcpy(led.name, leds[i].name, sizeof led.name);
+        memcpy(led.name, leds[i].name, strnlen(leds[i].name, sizeof led.name - 1));
         led.kind = leds[i].kind;
     }
     return self;

@@ -40,7 +40,9 @@ PROMISED = {
         "set_sysfs_led_trigger get_sysfs_led_trigger set_sysfs_led_brightness "
         "get_sysfs_led_brightness set_sysfs_pwm_value get_sysfs_pwm_value set_sysfs_pwm_polarity "
         "get_sysfs_pwm_polarity set_sysfs_pwm_state get_sysfs_pwm_state bind_sysfs_i2c_device "
-        "modprobe get_ubootenv_variable set_ubootenv_variable read_file read_file_as_uchar "
+        "modprobe config_get_guint config_set_guint config_get_gboolean config_set_gboolean "
+        "config_get_string config_set_string luks_get_key luks_set_key "
+        "get_ubootenv_variable set_ubootenv_variable read_file read_file_as_uchar "
         "write_file create_file create_symlink execute_file read_flash_otp copy_file delete_file "
         "delete_directory move_file",
 }

@@ -126,6 +126,25 @@ TEST_F(FlashOtp, RefusedRegionInformationFails)
     EXPECT_EQ(chip_.selected, (std::vector<int>{MTD_OTP_USER, MTD_OTP_OFF}));
 }
 
+TEST_F(FlashOtp, NoFileDescriptorStaysOpen)
+{
+    const auto before = names_in("/proc/self/fd").size();
+
+    EXPECT_TRUE(read(4));
+    chip_.regions = {{0, 64, 0}};
+    EXPECT_FALSE(read(4)) << "unlocked";
+    chip_.info_fails = true;
+    EXPECT_FALSE(read(4));
+    g_clear_error(&error);
+    chip_.select_fails = true;
+    EXPECT_FALSE(read(4));
+    g_clear_error(&error);
+    chip_ = {};
+    put_file("/sys/test/mtd0", "");
+    EXPECT_FALSE(read(4)) << "empty";
+    EXPECT_EQ(names_in("/proc/self/fd").size(), before);
+}
+
 TEST_F(FlashOtp, EmptyAreaFails)
 {
     put_file("/sys/test/mtd0", "");

@@ -1,6 +1,7 @@
 #include "helpers/zolv-helpers-common.h"
 #include "private-world.h"
 #include "tvl-log.h"
+#include "zolv-sigchld.h"
 
 #include <csignal>
 #include <filesystem>
@@ -97,6 +98,7 @@ TEST_F(Files, ErrorsAreValidText)
 TEST_F(Files, NoFileDescriptorStaysOpen)
 {
     const auto before = names_in("/proc/self/fd").size();
+    guchar byte = 0;
 
     put_file(path, "1");
     zolv_helper_read_file(path.c_str(), buffer, 1, nullptr);
@@ -104,6 +106,9 @@ TEST_F(Files, NoFileDescriptorStaysOpen)
     zolv_helper_write_file(path.c_str(), "1", 1, nullptr);
     zolv_helper_write_file("/dev/full", "1", 1, nullptr);
     zolv_helper_create_file(path.c_str(), nullptr);
+    zolv_helper_create_file("/sys/test", nullptr);
+    zolv_helper_read_file_as_uchar(path.c_str(), &byte, 1, nullptr);
+    zolv_helper_read_file_as_uchar("/sys/test", &byte, 1, nullptr);
     zolv_helper_execute_file(path.c_str(), buffer, sizeof buffer, nullptr);
     EXPECT_EQ(names_in("/proc/self/fd").size(), before);
 }
@@ -294,6 +299,28 @@ TEST_F(Files, DeletingAFileAsDirectoryGivesTheEnumerationsError)
     g_clear_error(&error);
 }
 
+TEST_F(Files, DeletingADirectoryThatCannotBeLookedAtGivesTheQuerysError)
+{
+    put_file(path, "");
+    EXPECT_FALSE(zolv_helper_delete_directory("/sys/test/file/x", &error));
+    EXPECT_TRUE(g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_DIRECTORY));
+    EXPECT_TRUE(g_str_has_suffix(error->message, ": Not a directory")) << error->message;
+    g_clear_error(&error);
+}
+
+TEST_F(Files, DeletingALinkAsDirectoryFailsAndDoesNotFollowIt)
+{
+    put_file("/sys/test/outside/kept", "");
+    for (const char *target : {"outside", "nowhere"}) {
+        fs::create_symlink(target, path);
+        EXPECT_FALSE(zolv_helper_delete_directory(path.c_str(), &error));
+        expect_error("Path '/sys/test/file' is not a directory", G_FILE_ERROR, G_FILE_ERROR_NOTDIR);
+        EXPECT_EQ(fs::read_symlink(path), target);
+        fs::remove(path);
+    }
+    EXPECT_TRUE(exists("/sys/test/outside/kept"));
+}
+
 /* A mount point cannot be removed; the kernel lists the folders of a tmpfs newest first. */
 class UndeletableChild : public Files {
   protected:
@@ -394,6 +421,14 @@ TEST_F(Scripts, LongerLineCountsAsSeveral)
               (Lines{"<info>  [Common] Execute file '/sys/test/file'", "<debug> [Common] 'abc'",
                      "<debug> [Common] 'def'", "<debug> [Common] 'gh'", "<debug> [Common] 'i'",
                      "<debug> [Common] 'abc'", "<debug> [Common] 'def'", "<debug> [Common] 'gh'"}));
+}
+
+TEST_F(Scripts, LineEndsAtAZeroByteAndTheNextOneCounts)
+{
+    EXPECT_TRUE(run("printf 'a\\0b\\n\\nc\\n'"));
+    EXPECT_EQ(log(),
+              (Lines{"<info>  [Common] Execute file '/sys/test/file'", "<debug> [Common] 'a'",
+                     "<debug> [Common] ''", "<debug> [Common] 'c'"}));
 }
 
 TEST_F(Scripts, RunToTheirEndWithoutRoomForALine)
@@ -509,6 +544,17 @@ TEST_F(IgnoredChildren, KeepAHandler)
     std::signal(SIGCHLD, [](int) { n_calls = n_calls + 1; });
     EXPECT_TRUE(run("echo one"));
     EXPECT_EQ(n_calls, 1);
+}
+
+TEST_F(IgnoredChildren, KeepAHandlerThatCameMeanwhile)
+{
+    void (*const handler)(int) = [](int) {};
+
+    {
+        const zolv::WaitableChildren waitable;
+        std::signal(SIGCHLD, handler);
+    }
+    EXPECT_EQ(std::signal(SIGCHLD, SIG_DFL), handler);
 }
 
 } // namespace

@@ -176,6 +176,8 @@ TEST_F(UbootEnv, NoFileDescriptorStaysOpen)
     get("modelname");
     zolv_helper_get_ubootenv_variable("none", dest, nullptr);
     zolv_helper_set_ubootenv_variable("modelname", "UC-2", nullptr);
+    zolv_helper_set_ubootenv_variable("a=b", "1", nullptr);
+    zolv_helper_set_ubootenv_variable("long", std::string(environment_size, 'v').c_str(), nullptr);
     put_file(environment_path, "");
     zolv_helper_get_ubootenv_variable("modelname", dest, nullptr);
     fs::remove(config_path);
