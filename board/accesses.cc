@@ -10,7 +10,8 @@ namespace board {
 
 namespace {
 
-/* A day of polling by a daemon under test stays below this. */
+/* About 100 MB. Beyond it the oldest are forgotten: those of nine hours ago, for a daemon that
+ * polls one file five times a second. */
 constexpr std::size_t record_limit = 500000;
 
 } // namespace
@@ -36,7 +37,8 @@ Faults::take(std::string_view operation, const std::string &path, const std::str
     for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
         /* Hiding a name needs to be asked for: "any" is about files that are there. */
         bool meant = fault->operation == operation ||
-                     (fault->operation == "any" && operation != "find" && operation != "close");
+                     (fault->operation == "any" && operation != "find" &&
+                      (fault->limit_bytes < 0 || operation == "read" || operation == "write"));
 
         if (!meant || (!path_matches(fault->pattern, path) && !path_matches(fault->pattern, alias)))
             continue;

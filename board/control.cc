@@ -7,6 +7,7 @@
 #include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
@@ -14,6 +15,9 @@
 namespace board {
 
 namespace {
+
+/* How long all wait for a client that does not take its answer. */
+constexpr timeval patience{3, 0};
 
 int
 unix_socket(const std::string &path, sockaddr_un &address)
@@ -79,6 +83,7 @@ Control::accept_one()
 
     if (fd < 0)
         return;
+    (void)setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     world_.loop.watch(fd, [this, fd, request] {
         std::array<char, 4096> part{};
         ssize_t length = recv(fd, part.data(), part.size(), 0);
@@ -107,8 +112,8 @@ Control::answer(int fd, const std::string &request)
     };
     try {
         world_.act(words, [reply](const std::string &text) { reply("+" + text); });
-    } catch (const Refusal &refusal) {
-        reply(std::string("-") + refusal.what() + "\n");
+    } catch (const std::exception &problem) {
+        reply(std::string("-") + problem.what() + "\n");
     }
 }
 

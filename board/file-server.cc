@@ -347,12 +347,15 @@ op_ioctl(fuse_req_t request, fuse_ino_t, unsigned command, void *argument, fuse_
     char name[16];
 
     (void)std::snprintf(name, sizeof name, "0x%x", command);
-    Answer answer{std::make_unique<Reply>(request, "ioctl", *open.file, name)};
-    if (fault.error != 0)
-        return answer.fail(fault.error);
-    open.file->ioctl(open, command,
-                     {fuse_req_ctx(request)->pid, reinterpret_cast<std::uint64_t>(argument)},
-                     std::move(answer));
+    auto *reply = new Reply(request, "ioctl", *open.file, name);
+    File::Memory memory{fuse_req_ctx(request)->pid, reinterpret_cast<std::uint64_t>(argument)};
+    when_due(server_of(request), fault, [=, &open] {
+        Answer answer{std::unique_ptr<Answer::Back>(reply)};
+        if (fault.error != 0)
+            answer.fail(fault.error);
+        else
+            open.file->ioctl(open, command, memory, std::move(answer));
+    });
 }
 
 void
@@ -383,18 +386,20 @@ op_opendir(fuse_req_t request, fuse_ino_t inode, fuse_file_info *info)
         return;
     }
     Fault fault = fault_for(request, "list", *directory);
-    note(request, "list", *directory, fault.error);
-    if (fault.error != 0) {
-        fuse_reply_err(request, fault.error);
-        return;
-    }
-    auto listing = std::make_unique<Listing>();
-    listing->entries.emplace_back(".", stat_of(*directory));
-    listing->entries.emplace_back("..", stat_of(*directory));
-    for (const auto &[name, node] : directory->children())
-        listing->entries.emplace_back(name, stat_of(*node));
-    info->fh = reinterpret_cast<std::uint64_t>(listing.release());
-    fuse_reply_open(request, info);
+    when_due(server_of(request), fault, [=, wanted = *info]() mutable {
+        note(request, "list", *directory, fault.error);
+        if (fault.error != 0) {
+            fuse_reply_err(request, fault.error);
+            return;
+        }
+        auto listing = std::make_unique<Listing>();
+        listing->entries.emplace_back(".", stat_of(*directory));
+        listing->entries.emplace_back("..", stat_of(*directory));
+        for (const auto &[name, node] : directory->children())
+            listing->entries.emplace_back(name, stat_of(*node));
+        wanted.fh = reinterpret_cast<std::uint64_t>(listing.release());
+        fuse_reply_open(request, &wanted);
+    });
 }
 
 void

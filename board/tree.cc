@@ -237,6 +237,8 @@ Attribute::open(int flags, int &error)
 void
 Attribute::read(OpenFile &open, std::size_t size, off_t offset, Answer answer)
 {
+    if (gone_)
+        return answer.fail(ENODEV);
     if (offset == 0) {
         open.content.clear();
         open.seen = events_;
@@ -249,7 +251,7 @@ Attribute::read(OpenFile &open, std::size_t size, off_t offset, Answer answer)
 void
 Attribute::write(OpenFile &, std::string_view bytes, off_t, Answer answer)
 {
-    answer.result(store_(bytes), bytes.size());
+    answer.result(gone_ ? ENODEV : store_(bytes), bytes.size());
 }
 
 unsigned

@@ -134,7 +134,8 @@ class File : public Node {
 };
 
 /* A sysfs attribute: shown anew by each read at offset 0, stored by each write as a whole.
- * notify() is the kernel's sysfs_notify(): pollers see POLLPRI and POLLERR until they read. */
+ * notify() is the kernel's sysfs_notify(): pollers see POLLPRI and POLLERR until they read. What is
+ * still open when its device goes fails from then on. */
 class Attribute : public File {
   public:
     using Show = std::function<int(std::string &text)>;
@@ -146,11 +147,13 @@ class Attribute : public File {
     void read(OpenFile &, std::size_t size, off_t offset, Answer answer) override;
     void write(OpenFile &, std::string_view bytes, off_t offset, Answer answer) override;
     unsigned poll(OpenFile &) override;
+    void removed() override { gone_ = true; }
     void notify();
 
   private:
     Show show_;
     Store store_;
+    bool gone_ = false;
     std::uint64_t events_ = 1; /* a file that was never read is due at once, as in the kernel */
 };
 

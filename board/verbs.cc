@@ -1,5 +1,7 @@
 #include "verbs.h"
 
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <sstream>
 
@@ -79,16 +81,38 @@ simulated(const std::string &path)
     return path;
 }
 
+/* What can be wrong with an operation beside an error. */
+struct Operation {
+    std::string_view name;
+    bool moves_data;
+    bool takes_time;
+};
+constexpr std::array<Operation, 7> operations = {{{"open", false, true},
+                                                  {"read", true, true},
+                                                  {"write", true, true},
+                                                  {"ioctl", false, true},
+                                                  {"list", false, true},
+                                                  {"find", false, false},
+                                                  {"any", true, true}}};
+
 Fault
 fault_of(const Words &words)
 {
     Fault fault;
     const std::string &what = words[3];
+    const auto *operation =
+        std::find_if(operations.begin(), operations.end(),
+                     [&words](const Operation &known) { return known.name == words[2]; });
 
+    if (operation == operations.end())
+        throw Refusal("'" + words[2] + "' is no operation");
     fault.pattern = words[1];
     fault.operation = words[2];
-    if (words.size() > 4)
+    if (words.size() > 4) {
         fault.left = static_cast<long>(number(words[4]));
+        if (fault.left < 1)
+            throw Refusal("a fault hits at least once");
+    }
     if (what == "empty")
         fault.limit_bytes = 0;
     else if (what.starts_with("short:"))
@@ -97,8 +121,11 @@ fault_of(const Words &words)
         fault.delay_us = static_cast<long>(number(what.substr(6))) * 1000;
     else
         fault.error = error_number(what);
-    if (fault.error == 0 && fault.limit_bytes < 0 && fault.delay_us == 0)
+    if (fault.error == 0 && fault.limit_bytes < 0 && fault.delay_us <= 0)
         throw Refusal("'" + what + "' is no error name, empty, short:BYTES or delay:MS");
+    if ((fault.limit_bytes >= 0 && !operation->moves_data) ||
+        (fault.delay_us > 0 && !operation->takes_time))
+        throw Refusal("'" + what + "' has no effect on '" + words[2] + "'");
     return fault;
 }
 
@@ -159,13 +186,17 @@ device_of(const Words &words)
         else if (name == "ifindex")
             device.ifindex = static_cast<int>(number(value));
         else if (name == "link")
-            device.links.push_back(value);
+            continue; /* there may be several: below */
         else if (name == "quiet")
             device.quiet = value == "1";
         else if (name.starts_with("attr/"))
             device.attributes[name.substr(5)] = value;
         else
             device.properties[name] = value;
+    }
+    for (const std::string &word : words) {
+        if (word.starts_with("link="))
+            device.links.push_back(word.substr(5));
     }
     /* A node has numbers, since its database entry goes by them; 240 is for local use. */
     if (!device.node.empty() && device.major == 0) {
@@ -187,8 +218,8 @@ add_common_verbs(World &world)
 
     verb("plug", "SUBSYSTEM NAME [KEY=VALUE]...",
          "adds a device. Keys: parent (path below /sys/devices), node (below /dev), major, minor, "
-         "ifindex, devtype, link (a /dev path), attr/NAME, quiet=1 for no event; anything else is "
-         "a property of the udev database",
+         "ifindex, devtype, link (a /dev path, may come again), attr/NAME, quiet=1 for no event; "
+         "anything else is a property of the udev database",
          2, [&world](const Words &words, const Done &done) {
              if (!world.devices.add(device_of(words)))
                  throw Refusal("there is already a " + words[1] + " device " + words[2]);
@@ -246,7 +277,7 @@ add_common_verbs(World &world)
     verb("fail", "PATH OPERATION WHAT [COUNT]",
          "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
          "open, read, write, ioctl, list, find (the name is not seen) or any; WHAT: an error name "
-         "(EIO), empty, short:BYTES or delay:MS",
+         "(EIO), delay:MS (not for find) or, for read, write and any, empty or short:BYTES",
          3, [&world](const Words &words, const Done &done) {
              world.faults.add(fault_of(words));
              done("");

@@ -15,10 +15,9 @@ struct Line {
     bool output = false;
     bool level = false; /* physical: what the pin carries */
     bool active_low = false;
-    bool exported = false;
     std::string edge = "none"; /* of the logical value */
     std::shared_ptr<Attribute> value;
-    std::vector<long long> wired; /* inputs that this output drives */
+    std::vector<long long> wired; /* inputs that this line drives */
 };
 
 class Gpio {
@@ -34,8 +33,9 @@ class Gpio {
   private:
     int export_line(std::string_view text);
     int unexport_line(std::string_view text);
+    bool exported(long long number) const;
     void add_files(Directory &folder, long long number, Line &line);
-    int set_direction(Line &line, std::string_view text);
+    int set_direction(long long number, std::string_view text);
     void set_level(Line &line, bool level);
 
     World &world_;
@@ -93,14 +93,15 @@ Gpio::export_line(std::string_view text)
     if (found == lines_.end())
         return EINVAL;
     Line &line = found->second;
-    if (line.exported)
-        return EBUSY;
     Device device;
     device.subsystem = "gpio";
     device.name = "gpio" + std::to_string(number);
     device.parent = "platform/" + std::prev(chip_of_.upper_bound(number))->second;
     auto folder = world_.devices.add(device);
-    line.exported = true;
+    if (!folder)
+        return EBUSY;
+    line.active_low = false;
+    line.edge = "none";
     add_files(*folder, number, line);
     return 0;
 }
@@ -112,20 +113,21 @@ Gpio::unexport_line(std::string_view text)
 
     if (!parse_number(text, number))
         return EINVAL;
-    auto found = lines_.find(number);
-    if (found == lines_.end() || !found->second.exported)
+    if (!exported(number))
         return EINVAL;
-    Line &line = found->second;
     world_.devices.remove("gpio", "gpio" + std::to_string(number));
-    line.exported = false;
-    line.active_low = false;
-    line.edge = "none";
-    line.value.reset();
     return 0;
 }
 
+bool
+Gpio::exported(long long number) const
+{
+    return lines_.contains(number) &&
+           world_.devices.find("gpio", "gpio" + std::to_string(number)) != nullptr;
+}
+
 void
-Gpio::add_files(Directory &folder, long long, Line &line)
+Gpio::add_files(Directory &folder, long long number, Line &line)
 {
     line.value = std::make_shared<Attribute>(
         [&line](std::string &text) {
@@ -148,7 +150,7 @@ Gpio::add_files(Directory &folder, long long, Line &line)
                        text = line.output ? "out\n" : "in\n";
                        return 0;
                    },
-                   [this, &line](std::string_view text) { return set_direction(line, text); }));
+                   [this, number](std::string_view text) { return set_direction(number, text); }));
     folder.add("active_low", std::make_shared<Attribute>(
                                  [&line](std::string &text) {
                                      text = line.active_low ? "1\n" : "0\n";
@@ -182,20 +184,23 @@ Gpio::add_files(Directory &folder, long long, Line &line)
 
 /* The words give physical levels, whatever active_low says. */
 int
-Gpio::set_direction(Line &line, std::string_view text)
+Gpio::set_direction(long long number, std::string_view text)
 {
+    Line &set = line(number);
     bool high = same_word(text, "high");
 
     if (same_word(text, "in")) {
-        line.output = false;
+        set.output = false;
+        for (const auto &[_, source] : lines_) {
+            if (source.output && std::count(source.wired.begin(), source.wired.end(), number) > 0)
+                set_level(set, source.level);
+        }
         return 0;
     }
     if (!high && !same_word(text, "out") && !same_word(text, "low"))
         return EINVAL;
-    if (line.edge != "none")
-        return EIO; /* the line is in use as an interrupt */
-    line.output = true;
-    set_level(line, high);
+    set.output = true;
+    set_level(set, high);
     return 0;
 }
 
@@ -212,7 +217,7 @@ Gpio::set_level(Line &line, bool level)
     }
     for (long long to : line.wired) {
         Line &input = lines_[to];
-        if (!input.output)
+        if (!input.output && input.level != level) /* lines may be wired in a ring */
             set_level(input, level);
     }
 }
@@ -246,7 +251,7 @@ Gpio::listing() const
     std::string text;
 
     for (const auto &[number, line] : lines_) {
-        if (line.exported)
+        if (exported(number))
             text += std::to_string(number) + (line.output ? " out " : " in ") +
                     (line.level ? "1" : "0") + (line.active_low ? " active-low" : "") +
                     (line.edge == "none" ? "" : " edge=" + line.edge) + "\n";

@@ -12,6 +12,7 @@
 #include <list>
 #include <memory>
 #include <poll.h>
+#include <set>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -92,9 +93,7 @@ class EventNode : public File {
 
     unsigned poll(OpenFile &file) override
     {
-        if (gone_)
-            return POLLHUP | POLLERR;
-        return POLLOUT | POLLWRNORM |
+        return (gone_ ? POLLHUP | POLLERR : POLLOUT | POLLWRNORM) |
                (static_cast<Open &>(file).reported > 0 ? POLLIN | POLLRDNORM : 0U);
     }
 
@@ -117,6 +116,8 @@ class EventNode : public File {
         timespec now{};
         input_event event{};
 
+        if (changes_nothing(type, code, value))
+            return;
         clock_gettime(CLOCK_REALTIME, &now);
         event.input_event_sec = now.tv_sec;
         event.input_event_usec = now.tv_nsec / 1000;
@@ -130,6 +131,20 @@ class EventNode : public File {
     const std::vector<input_event> &written() const { return written_; }
 
   private:
+    /* What the kernel's input core does not pass on: a key that is so already, a report of nothing.
+     * A value of 2 is a repeat. */
+    bool changes_nothing(unsigned short type, unsigned short code, int value)
+    {
+        bool report = type == EV_SYN && code == SYN_REPORT;
+        bool nothing = report && unreported_ == 0;
+
+        if (type == EV_KEY && value != 2)
+            nothing = value != 0 ? !down_.insert(code).second : down_.erase(code) == 0;
+        if (!nothing)
+            unreported_ = report ? 0 : unreported_ + 1;
+        return nothing;
+    }
+
     static std::string_view take(Open &open, std::size_t size)
     {
         std::size_t count = std::min(size / sizeof(input_event), open.reported);
@@ -167,6 +182,8 @@ class EventNode : public File {
     }
 
     bool gone_ = false;
+    std::set<unsigned short> down_; /* keys */
+    unsigned unreported_ = 0;       /* events since the last report */
     std::vector<input_event> written_;
 };
 

@@ -120,10 +120,11 @@ add_led(World &world)
                            }});
     world.verbs.push_back(
         {"led", "[NAME]", "prints an LED's trigger and brightness, or those of all", 0,
-         [leds](const Words &words, const Done &done) {
+         [&world, leds](const Words &words, const Done &done) {
              std::string text;
              for (const auto &[name, led] : *leds) {
-                 if (words.size() > 1 && words[1] != name)
+                 if ((words.size() > 1 && words[1] != name) ||
+                     world.devices.find("leds", name) == nullptr) /* unplugged */
                      continue;
                  text += (words.size() > 1 ? "" : name + " ") + led->triggers[led->trigger] + " " +
                          std::to_string(led->shown()) + "\n";

@@ -63,6 +63,8 @@ add_files(Directory &folder, const std::shared_ptr<Channels> &channels, std::siz
                                    bool inversed = same_word(text, "inversed");
                                    if (!inversed && !same_word(text, "normal"))
                                        return EINVAL;
+                                   if (channel.period == 0)
+                                       return EINVAL;
                                    if (channel.enabled && inversed != channel.inversed)
                                        return EBUSY;
                                    channel.inversed = inversed;
@@ -105,7 +107,11 @@ parse_channel(std::string_view text, const Channels &channels, std::size_t &inde
 std::shared_ptr<Channels>
 add_chip(World &world, const Words &words)
 {
-    auto channels = std::make_shared<Channels>(static_cast<std::size_t>(number(words[2])));
+    long long count = number(words[2]);
+    long long period = words.size() > 3 ? number(words[3]) : 1000000;
+    if (count < 1 || period < 0)
+        throw Refusal("a chip has at least one channel, and no period is below 0");
+    auto channels = std::make_shared<Channels>(static_cast<std::size_t>(count));
     Device chip;
 
     chip.subsystem = "pwm";
@@ -113,7 +119,7 @@ add_chip(World &world, const Words &words)
     chip.parent = "platform/pwm" + words[1];
     chip.attributes = {{"npwm", words[2]}};
     for (Channel &channel : *channels) /* what a boot loader may have left in the registers */
-        channel.period = words.size() > 3 ? number(words[3]) : 1000000;
+        channel.period = period;
     auto folder = world.devices.add(chip);
     if (!folder)
         throw Refusal("there is already a PWM chip " + words[1]);
@@ -158,10 +164,12 @@ add_pwm(World &world)
                            }});
     world.verbs.push_back(
         {"pwm", "CHIP CHANNEL", "prints period, duty cycle (ns), polarity and on or off", 2,
-         [chips](const Words &words, const Done &done) {
+         [&world, chips](const Words &words, const Done &done) {
              auto chip = chips->find(number(words[1]));
              auto index = static_cast<std::size_t>(number(words[2]));
-             if (chip == chips->end() || index >= chip->second->size())
+             if (chip == chips->end() ||
+                 world.devices.find("pwm", "pwmchip" + std::to_string(chip->first)) == nullptr ||
+                 index >= chip->second->size())
                  throw Refusal("there is no PWM channel " + words[1] + " " + words[2]);
              const Channel &channel = (*chip->second)[index];
              done(std::to_string(channel.period) + " " + std::to_string(channel.duty_cycle) +

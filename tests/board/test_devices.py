@@ -88,6 +88,13 @@ class DevicesTest(perimond.BoardTest):
         self.assertEqual(os.listdir(self.world.path("/dev/disk/by-path")), [])
         self.assertFalse(os.path.exists(self.world.path("/dev/sda")))
 
+    def test_a_device_may_have_several_links(self):
+        links = ["/dev/disk/by-id/stick", "/dev/disk/by-label/DATA"]
+        self.listen("block")
+        self.world.do("plug", "block", "sdb", "node=sdb", *(f"link={link}" for link in links))
+        self.assertIn(f" DEVLINKS={' '.join(links)} ", self.next_event())
+        self.assertEqual([os.readlink(self.world.path(link)) for link in links], ["/dev/sdb"] * 2)
+
     def test_attributes_and_class_links_are_in_place(self):
         self.world.do("plug", *DISK)
         self.assertEqual(self.world.read("/sys/class/block/sda/size"), "2048\n")

@@ -1,11 +1,13 @@
 """Any access can be made to fail, and each is recorded."""
 
+import fcntl
 import os
 import time
 
 import perimond
 
-VALUE = "/sys/class/gpio/gpio5/value"
+LINES = "/sys/class/gpio"
+VALUE = f"{LINES}/gpio5/value"
 
 
 class FaultsTest(perimond.BoardTest):
@@ -64,6 +66,30 @@ class FaultsTest(perimond.BoardTest):
         self.assertEqual(reader.communicate()[0], "0\n")
         self.assertGreaterEqual(time.monotonic() - start, 0.2)
 
+    def test_opening_and_listing_can_be_slow(self):
+        for operation, access in (("open", lambda: self.world.read(VALUE)),
+                                  ("list", lambda: os.listdir(self.world.path(LINES)))):
+            with self.subTest(operation=operation):
+                self.world.do("fail", "*gpio*", operation, "delay:100", 1)
+                start = time.monotonic()
+                access()
+                self.assertGreaterEqual(time.monotonic() - start, 0.1)
+                self.assertEqual(self.world.do("faults"), "")
+
+    def test_a_request_can_be_slow(self):
+        self.world.do("fail", "/dev/input/event0", "ioctl", "delay:100", 1)
+        with open(self.world.path("/dev/input/event0"), "rb", 0) as node:
+            start = time.monotonic()
+            with self.assertErrno("ENOTTY"):
+                fcntl.ioctl(node, 0x1234)
+        self.assertGreaterEqual(time.monotonic() - start, 0.1)
+
+    def test_what_cuts_data_passes_over_what_has_none(self):
+        self.world.do("fail", VALUE, "any", "short:1", 1)
+        with open(self.world.path(VALUE), "rb", 0) as file:
+            self.assertEqual(file.read(255), b"0")
+        self.assertEqual(self.world.read(VALUE), "0\n")
+
     def test_a_pattern_is_about_either_path_of_a_device(self):
         self.world.do("fail", "/sys/devices/*/gpio5/value", "read", "EIO")
         with self.assertErrno("EIO"):
@@ -75,8 +101,21 @@ class FaultsTest(perimond.BoardTest):
         self.assertEqual(self.world.do("faults"), f"{VALUE} read EIO 3\n* any delay:10\n")
 
     def test_a_wrong_fault_is_refused(self):
-        with self.assertRaisesRegex(perimond.BoardError, "'EWRONG' is no error name"):
-            self.world.do("fail", VALUE, "read", "EWRONG")
+        cases = (("read", "EWRONG", "'EWRONG' is no error name"),
+                 ("read", "delay:0", "'delay:0' is no error name"),
+                 ("read", "short:-1", "'short:-1' is no error name"),
+                 ("wirte", "EIO", "'wirte' is no operation"),
+                 ("close", "EIO", "'close' is no operation"),
+                 ("open", "short:1", "'short:1' has no effect on 'open'"),
+                 ("ioctl", "empty", "'empty' has no effect on 'ioctl'"),
+                 ("list", "empty", "'empty' has no effect on 'list'"),
+                 ("find", "delay:1", "'delay:1' has no effect on 'find'"))
+        for operation, what, text in cases:
+            with self.subTest(what), self.assertRaisesRegex(perimond.BoardError, text):
+                self.world.do("fail", VALUE, operation, what)
+        with self.assertRaisesRegex(perimond.BoardError, "a fault hits at least once"):
+            self.world.do("fail", VALUE, "read", "EIO", 0)
+        self.assertEqual(self.world.do("faults"), "")
 
     def test_accesses_are_recorded_in_order_with_their_time(self):
         before = time.monotonic() * 1e6

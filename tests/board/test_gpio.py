@@ -90,6 +90,56 @@ class GpioTest(perimond.BoardTest):
         self.world.write(f"{LINE}/direction", "high")
         self.assertEqual(self.world.read(f"{LINES}/gpio6/value"), "1\n")
 
+    def test_lines_may_be_wired_in_a_ring(self):
+        self.world.do("wire", 6, 7)
+        self.world.do("wire", 7, 6)
+        for level in ("1", "0"):
+            self.world.do("turn", 6, level)
+            self.assertEqual((self.world.do("read", 6), self.world.do("read", 7)),
+                             (f"{level}\n", f"{level}\n"))
+
+    def test_a_wire_carries_the_level_that_its_output_has(self):
+        self.export()
+        self.world.write(f"{LINE}/direction", "high")
+        self.world.do("wire", 5, 6)
+        self.assertEqual(self.world.do("read", 6), "1\n")
+
+    def test_a_wired_line_that_becomes_an_input_shows_its_wire(self):
+        self.world.do("wire", 5, 6)
+        self.export(5)
+        self.export(6)
+        self.world.write(f"{LINES}/gpio6/direction", "low")
+        self.world.write(f"{LINE}/direction", "high")
+        self.assertEqual(self.world.read(f"{LINES}/gpio6/value"), "0\n")
+        self.world.write(f"{LINES}/gpio6/direction", "in")
+        self.assertEqual(self.world.read(f"{LINES}/gpio6/value"), "1\n")
+
+    def test_a_line_whose_device_was_unplugged_can_be_exported_again(self):
+        self.export()
+        self.world.write(f"{LINE}/edge", "both")
+        self.world.write(f"{LINE}/active_low", "1")
+        self.world.do("unplug", "gpio", "gpio5")
+        self.assertEqual(self.world.do("lines"), "")
+        self.world.do("turn", 5, 1)
+        with self.assertErrno("EINVAL"):
+            self.world.write(f"{LINES}/unexport", "5")
+        self.export()
+        self.assertEqual(self.world.do("lines"), "5 in 1\n")
+
+    def test_a_line_whose_device_was_plugged_is_busy(self):
+        self.world.do("plug", "gpio", "gpio5")
+        with self.assertErrno("EBUSY"):
+            self.export()
+
+    def test_what_is_open_when_a_line_goes_fails(self):
+        self.export()
+        with open(self.world.path(f"{LINE}/value"), "r+b", 0) as value:
+            self.world.write(f"{LINES}/unexport", "5")
+            with self.assertErrno("ENODEV"):
+                value.read()
+            with self.assertErrno("ENODEV"):
+                value.write(b"1")
+
     def test_an_edge_wakes_a_poller(self):
         """POLLPRI on the edges chosen, by the logical value, until the value is read again."""
         cases = (("rising", 0, [1]), ("falling", 0, [0]), ("both", 0, [1, 0]), ("none", 0, []),
@@ -138,12 +188,8 @@ print(value.read(), end="")
         self.world.do("turn", 5, 1)
         self.assertEqual(waiter.communicate(timeout=5)[0], "1\n")
 
-    def test_an_output_takes_no_edge_and_an_edge_no_output(self):
+    def test_an_output_takes_no_edge(self):
         self.export()
-        self.world.write(f"{LINE}/edge", "both")
-        with self.assertErrno("EIO"):
-            self.world.write(f"{LINE}/direction", "out")
-        self.world.write(f"{LINE}/edge", "none")
         self.world.write(f"{LINE}/direction", "out")
         with self.assertErrno("EIO"):
             self.world.write(f"{LINE}/edge", "both")

@@ -80,6 +80,36 @@ class InputTest(perimond.BoardTest):
         self.read(file)
         self.assertEqual(poll.poll(0), [])
 
+    def test_a_key_that_is_down_does_not_go_down_again(self):
+        file = self.open()
+        self.world.do("hold", "reset")
+        self.world.do("hold", "reset")
+        self.world.do("release", "reset")
+        self.world.do("release", "reset")
+        self.assertEqual(self.read(file), [(KEY, RESET, 1), (SYN, 0, 0),
+                                           (KEY, RESET, 0), (SYN, 0, 0)])
+
+    def test_repeats_pass_and_reports_of_nothing_do_not(self):
+        file = self.open()
+        self.world.do("hold", "reset")
+        for value in (2, 2):
+            self.world.do("event", "reset-button", KEY, RESET, value)
+        for _ in range(2):
+            self.world.do("event", "reset-button", SYN, 0, 0)
+        self.assertEqual(self.read(file), [(KEY, RESET, 1), (SYN, 0, 0), (KEY, RESET, 2),
+                                           (KEY, RESET, 2), (SYN, 0, 0)])
+
+    def test_what_is_queued_is_announced_though_the_device_is_gone(self):
+        file = self.open()
+        poll = select.poll()
+        poll.register(file, select.POLLIN)
+        self.world.do("press", "reset")
+        self.world.do("remove-input", "reset-button")
+        self.assertEqual(poll.poll(1000),
+                         [(file, select.POLLIN | select.POLLHUP | select.POLLERR)])
+        with self.assertErrno("ENODEV"):
+            os.read(file, 24)
+
     def test_a_queue_that_overflows_is_dropped_and_says_so(self):
         file = self.open()
         for _ in range(20):

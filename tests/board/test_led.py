@@ -54,6 +54,15 @@ class LedTest(perimond.BoardTest):
         self.assertEqual(self.world.read("/sys/class/leds/disk/trigger"),
                          "none heartbeat timer default-on mmc0 [disk-activity]\n")
 
+    def test_an_unplugged_led_is_gone_and_may_come_back(self):
+        self.world.do("add-led", "disk", "trigger=heartbeat")
+        self.world.do("unplug", "leds", "disk")
+        self.assertNotIn("disk", self.world.do("led"))
+        with self.assertRaisesRegex(perimond.BoardError, "there is no LED disk"):
+            self.world.do("led", "disk")
+        self.world.do("add-led", "disk")
+        self.assertEqual(self.world.do("led", "disk"), "none 0\n")
+
 
 if __name__ == "__main__":
     perimond.main()

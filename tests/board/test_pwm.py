@@ -59,9 +59,23 @@ class PwmTest(perimond.BoardTest):
     def test_a_channel_that_was_never_set_has_no_period(self):
         self.world.do("pwmchip", 1, 1, 0)
         self.world.write("/sys/class/pwm/pwmchip1/export", "0")
-        for attribute, value in (("duty_cycle", "0"), ("enable", "1")):
+        for attribute, value in (("duty_cycle", "0"), ("polarity", "normal"),
+                                 ("polarity", "inversed"), ("enable", "1"), ("enable", "0")):
             with self.subTest(attribute=attribute), self.assertErrno("EINVAL"):
                 self.world.write(f"/sys/class/pwm/pwmchip1/pwm0/{attribute}", value)
+
+    def test_a_chip_has_channels_and_no_period_below_0(self):
+        for words in ((5, 0), (5, -1), (5, 1, -1)):
+            with self.subTest(words), self.assertRaisesRegex(perimond.BoardError, "a chip has"):
+                self.world.do("pwmchip", *words)
+
+    def test_an_unplugged_chip_is_gone(self):
+        with open(self.world.path(f"{CHIP}/unexport"), "wb", 0) as unexport:
+            self.world.do("unplug", "pwm", "pwmchip0")
+            with self.assertErrno("ENODEV"):
+                unexport.write(b"0")
+        with self.assertRaisesRegex(perimond.BoardError, "there is no PWM channel 0 0"):
+            self.world.do("pwm", 0, 0)
 
 
 if __name__ == "__main__":

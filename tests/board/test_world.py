@@ -2,6 +2,7 @@
 
 import os
 import signal
+import socket
 import subprocess
 import tempfile
 
@@ -118,6 +119,20 @@ except OSError as error:
             self.world.do("fly")
         with self.assertRaisesRegex(perimond.BoardError, "usage: turn LINE LEVEL"):
             self.world.do("turn", 5)
+
+    def test_a_verb_that_goes_wrong_does_not_end_the_board(self):
+        with self.assertRaises(perimond.BoardError):
+            self.world.do("pwmchip", 5, 1 << 60)
+        self.assertEqual(self.world.do("read", 5), "0\n")
+
+    def test_a_client_that_does_not_take_its_answer_holds_others_up_for_a_while_only(self):
+        for _ in range(8):
+            self.world.do("note", "x" * 100000)
+        with socket.socket(socket.AF_UNIX) as client:
+            client.connect(os.path.join(self.world.directory, "control"))
+            client.sendall(b"record\0")
+            client.shutdown(socket.SHUT_WR)
+            self.assertEqual(self.world.do("read", 5), "0\n")
 
     def test_the_verbs_work_on_the_command_line_on_either_side(self):
         board = perimond.world.BOARD
