@@ -223,6 +223,22 @@ class ToneTest(BuzzerTest):
         self.assertEqual(self.world.do("pwm", 0, 0), "2272727 1136363 normal off\n")
 
 
+class ToneWithoutPeriodTest(BuzzerTest):
+    """The platform gives the channel no period: the kernel then takes no duty cycle, not even 0."""
+
+    def prepare(self):
+        self.world.do("unplug", "pwm", "pwmchip0")
+        self.world.do("pwmchip", 0, 1, 0)
+
+    def test_sounding_counts_as_set_and_changes_nothing(self):
+        self.world.do("record", "--clear")
+        self.bus_object("Buzzer/TONE").SetState(1)
+        self.assertEqual(
+            [(path, data, result) for _, path, data, result in self.world.accesses("*/pwm0/*")],
+            [(DUTY, "0", "EINVAL"), (ENABLE, "1", "EINVAL")])
+        self.assertEqual(self.world.do("pwm", 0, 0), "0 0 normal off\n")
+
+
 class FrequencyTest(BuzzerTest):
     starts = False
 
