@@ -72,7 +72,7 @@ class Folder:
     """The build folder: everything that the tool makes or downloads lies in it."""
 
     def __init__(self, path):
-        self.top = pathlib.Path(path).absolute()
+        self.top = pathlib.Path(path).resolve()
         self.packages = self.top / "packages"
         self.image = self.top / "image"
         self.sysroot = self.top / "sysroot"
