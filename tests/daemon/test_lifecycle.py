@@ -100,6 +100,17 @@ class SecondInstanceTest(ProbeTest):
                           "name", *SHUTDOWN, *ENDED])
         self.assertEqual(self.bus_object("LED/ONE").GetState(), 0)
 
+    def test_it_leaves_an_unfinished_save_of_the_first_alone(self):
+        unfinished = os.path.join(self.world.settings, "peripheral-settings.conf.A1B2C3")
+        os.makedirs(self.world.settings, exist_ok=True)
+        with open(unfinished, "w", encoding="utf-8"):
+            pass
+        self.world.run(*WRAPPER, DAEMON, env={**os.environ, "INVOCATION_ID": "second"})
+        self.assertTrue(os.path.exists(unfinished))
+        self.stop_daemon()
+        self.start_daemon()
+        self.assertFalse(os.path.exists(unfinished))
+
 
 class NoBusTest(ProbeTest):
     starts = False

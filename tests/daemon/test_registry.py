@@ -132,6 +132,23 @@ class ObjectTest(ProbeTest):
     def test_setting_no_led_ends_the_daemon(self):
         self.assertAborts(("zolv_led_set_state", "self != NULL"), "null led_set_state")
 
+    def test_creating_without_a_name_ends_the_daemon(self):
+        self.assertAborts(("zolv_base_manager_create_new_object", "name != NULL"), "null name")
+
+    def test_creating_without_a_class_ends_the_daemon(self):
+        self.assertAborts(("type_word", ""), "null class")
+
+    def test_registering_no_signal_service_ends_the_daemon(self):
+        self.assertAborts(("zolv_base_manager_add_led_service", "service != NULL"),
+                          "null signal_service")
+
+    def test_registering_no_sim_service_ends_the_daemon(self):
+        self.assertAborts(("zolv_base_manager_add_sim_led_service", "service != NULL"),
+                          "null sim_service")
+
+    def test_asking_no_manager_ends_the_daemon(self):
+        self.assertAborts(("zolv_base_manager_get_object", "self != NULL"), "null manager")
+
     def test_exporting_no_object_ends_the_daemon(self):
         self.assertAborts(("zolv_obj_export", "ZOLV_IS_OBJ(self)"), "null obj_export")
 
@@ -206,6 +223,10 @@ class NameTest(ProbeTest):
     def test_a_name_that_is_not_utf_8_still_names_one_object(self):
         self.assertNotExported(r"x\377", "x\ufffd")
         self.assertEqual(self.act(r"same x\377")[-1], "<info>  [Probe] same object")
+        self.assertEqual(self.act(r"get LED/x\377")[-1],
+                         "<info>  [Probe] LED x\ufffd '' not exported")
+        self.assertEqual(self.act(r"remove LED/x\377")[-1],
+                         "<info>  [LED/x\ufffd] Object destroyed")
 
     def test_texts_that_are_not_utf_8_are_made_fit_for_the_bus(self):
         self.act(r"led ONE sim\377\n", r"alias LED/ONE A\377\033[31m", r"path LED/ONE /sys/\376")

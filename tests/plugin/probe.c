@@ -371,7 +371,7 @@ do_store(const Call *call)
         zolv_helper_config_set_guint(call->words[1], call->words[2], value);
 }
 
-/* null FUNCTION: calls it without what it needs */
+/* null WHAT: calls a function without what it needs */
 static void
 do_null(const Call *call)
 {
@@ -403,6 +403,16 @@ do_null(const Call *call)
         zolv_led_set_state(NULL, 0, NULL);
     else if (strcmp(function, "obj_export") == 0)
         zolv_obj_export(NULL);
+    else if (strcmp(function, "name") == 0)
+        zolv_base_manager_create_new_object(call->manager, ZOLV_TYPE_LED, NULL);
+    else if (strcmp(function, "class") == 0)
+        zolv_base_manager_create_new_object(call->manager, 0, "A");
+    else if (strcmp(function, "signal_service") == 0)
+        zolv_base_manager_add_led_service(call->manager, "wwan0", NULL);
+    else if (strcmp(function, "sim_service") == 0)
+        zolv_base_manager_add_sim_led_service(call->manager, "wwan0", NULL);
+    else if (strcmp(function, "manager") == 0)
+        zolv_base_manager_get_object(NULL, "LED/ONE");
 }
 
 static const struct {

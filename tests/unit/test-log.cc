@@ -4,9 +4,15 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sstream>
 #include <string>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <syslog.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -131,6 +137,61 @@ TEST_F(Log, SyslogAndStandardErrorReceiveTheSameText)
     ASSERT_GE(echoed.size(), line.size());
     EXPECT_EQ(echoed.substr(echoed.size() - line.size()), line);
     tvl_log_shutdown();
+}
+
+/* What the system's log receives, by a socket in the place of its own. In a process of its own,
+ * whose /dev nobody else sees; it ends with 0 when all lines came as they should. */
+void
+check_syslog()
+{
+    const std::pair<GLogLevelFlags, int> glib_levels[] = {
+        {G_LOG_LEVEL_CRITICAL, LOG_ERR},   {G_LOG_LEVEL_WARNING, LOG_WARNING},
+        {G_LOG_LEVEL_MESSAGE, LOG_NOTICE}, {G_LOG_LEVEL_INFO, LOG_INFO},
+        {G_LOG_LEVEL_DEBUG, LOG_DEBUG},
+    };
+    const int priorities[] = {LOG_DEBUG, LOG_INFO, LOG_WARNING, LOG_ERR};
+    const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
+    const sockaddr_un address{AF_UNIX, "/dev/log"};
+    const auto received = [log](int priority, const std::string &text) {
+        char line[1024] = {};
+        const ssize_t length = recv(log, line, sizeof line - 1, MSG_DONTWAIT);
+        const std::string begin = "<" + std::to_string(LOG_DAEMON | priority) + ">";
+        const std::string got(line, length < 0 ? 0 : static_cast<std::size_t>(length));
+        return got.starts_with(begin) && got.ends_with("]: " + text);
+    };
+
+    if (unshare((geteuid() != 0 ? CLONE_NEWUSER : 0) | CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", "/dev", "tmpfs", 0, nullptr) != 0 ||
+        bind(log, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        _exit(2);
+    g_unsetenv("INVOCATION_ID");
+    tvl_log_setup(nullptr);
+    tvl_log_set_level("DEBUG");
+    const char *tags[] = {"<debug>", "<info> ", "<warn> ", "<error>"};
+    for (int level = TVL_LOG_DEBUG; level <= TVL_LOG_ERROR; level++) {
+        _tvl_log(level, "[Manager] line");
+        if (!received(priorities[level - 1], std::string(tags[level - 1]) + " [Manager] line\n"))
+            _exit(3);
+    }
+    for (const auto &[level, priority] : glib_levels) {
+        g_log("Library", level, "message");
+        if (!received(priority, "message"))
+            _exit(4);
+    }
+    /* An error ends the process, but is logged before. */
+    if (fork() == 0) {
+        g_log("Library", G_LOG_LEVEL_ERROR, "the last message");
+        _exit(0);
+    }
+    wait(nullptr);
+    _exit(received(LOG_CRIT, "the last message") ? 0 : 5);
+}
+
+TEST_F(Log, SyslogReceivesThePriorityOfEachLevelAndTheDaemonFacility)
+{
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(check_syslog(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Log, ThreadsNeverMixTheirLines)

@@ -1,6 +1,8 @@
 #include "zolv-obj.h"
 
+#include "peripherals/led/zolv-led.h"
 #include "tvl-log.h"
+#include "zolv-error.h"
 #include "zolv-raii.h"
 
 #include <gtest/gtest.h>
@@ -130,6 +132,45 @@ TEST(Obj, IsExportedAndWithdrawnOnce)
                                                            G_DBUS_OBJECT_SKELETON(obj.get())),
                   exported);
     }
+}
+
+TEST(Obj, LeavesTheBusAlsoUnderANewName)
+{
+    const Server server = new_server();
+    const zolv::ObjectPtr<ZolvObj> obj(zolv_obj_new(ZOLV_TYPE_OBJ, server.get(), "LED", "OLD"));
+
+    zolv_obj_export(obj.get());
+    g_object_set(obj.get(), "zolv-obj-name", "NEW", nullptr);
+    zolv_obj_unexport(obj.get());
+    EXPECT_FALSE(zolv_obj_is_exported(obj.get()));
+    EXPECT_EQ(g_dbus_object_manager_get_object(G_DBUS_OBJECT_MANAGER(server.get()),
+                                               "/com/tarvel/Perimond/LED/OLD"),
+              nullptr);
+}
+
+TEST(Obj, KeepsNoSysfsPathWhenNoneIsGiven)
+{
+    const auto obj = new_obj();
+
+    zolv_obj_define_sysfs_path(obj.get(), "/sys/devices/a");
+    zolv_obj_define_sysfs_path(obj.get(), nullptr);
+    EXPECT_EQ(zolv_obj_get_sysfs_path(obj.get()), nullptr);
+}
+
+TEST(LedWithoutALabel, IsNotReady)
+{
+    const Server server = new_server();
+    const zolv::ObjectPtr<ZolvObj> obj(zolv_obj_new(ZOLV_TYPE_LED, server.get(), "LED", "A"));
+    ZolvLED *led = ZOLV_LED(obj.get());
+    guint state = 7;
+
+    zolv_led_define_label(led, nullptr);
+    EXPECT_EQ(zolv_led_get_label(led), nullptr);
+    g_autoptr(GError) error = nullptr;
+    EXPECT_FALSE(zolv_led_get_state(led, &state, &error));
+    EXPECT_TRUE(g_error_matches(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY));
+    EXPECT_STREQ(error->message, "LED label is not set");
+    EXPECT_EQ(state, 7U);
 }
 
 TEST(ObjDeath, NeedsAServer)
