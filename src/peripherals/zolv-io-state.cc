@@ -21,7 +21,7 @@ constexpr std::string_view value_off = "0";
 
 zolv::IoState::~IoState()
 {
-    if (!bootenv_.empty())
+    if (bootenv_)
         write_back();
 }
 
@@ -30,13 +30,16 @@ zolv::IoState::bind(const char *bootenv)
 {
     if (rules_.name_required)
         ZOLV_ASSERT(bootenv);
-    bootenv_ = bootenv != nullptr ? bootenv : "";
+    if (bootenv != nullptr)
+        bootenv_ = bootenv;
+    else
+        bootenv_.reset();
 }
 
 guint
 zolv::IoState::read_boot_state() const
 {
-    const char *bootenv = bootenv_.empty() ? nullptr : bootenv_.c_str();
+    const char *bootenv = bootenv_ ? bootenv_->c_str() : nullptr;
     g_autoptr(GError) error = nullptr;
     Value value{};
 
@@ -85,7 +88,7 @@ zolv::IoState::set(BusCall &call, guint wanted) const
         return call.refuse(rules_.refused_level, ZOLV_CORE_ERROR_PERIPH_NOT_AVAIL,
                            "Cannot set io state for not applicable device");
     store(wanted == enabled);
-    if (!bootenv_.empty())
+    if (bootenv_)
         write_back();
     return true;
 }
@@ -100,7 +103,7 @@ zolv::IoState::store(bool enable) const
 void
 zolv::IoState::write_back() const
 {
-    const char *bootenv = bootenv_.c_str();
+    const char *bootenv = bootenv_->c_str();
     gboolean enable = FALSE;
     Value value{};
 

@@ -2,6 +2,7 @@
 
 #include "zolv-bus-call.h"
 
+#include <optional>
 #include <string>
 
 namespace zolv {
@@ -51,7 +52,7 @@ class IoState {
     ZolvObj *owner_; /* not owned, as the skeleton */
     gpointer skeleton_;
     IoStateRules rules_;
-    std::string bootenv_; /* empty: none is bound */
+    std::optional<std::string> bootenv_; /* empty text: a name that no variable has */
     guint at_start_ = not_applicable;
 };
 

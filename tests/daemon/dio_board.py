@@ -53,6 +53,12 @@ class DioTest(perimond.DaemonTest):
         for level in levels:
             self.world.do("turn", line, level)
 
+    def wait_for_readings(self, line):
+        """Waits until a watcher has read the line and acted on what it read."""
+        self.world.do("record", "--clear")
+        wait_until(lambda: len(self.world.accesses(f"*/gpio{line}/value", ("read",))) >= 2,
+                   f"readings of line {line}")
+
     @contextlib.contextmanager
     def changes_of(self, name):
         """After the block, the values that StateChanged told: a list, waited for by expect()."""

@@ -1,18 +1,22 @@
 """Buttons: reading the input device, starting the action's script, telling the bus."""
 
 import contextlib
+import fcntl
 import os
 import shutil
+import signal
 import struct
 import time
 
 import perimond
 from perimond.world import wait_until
+from probe import ProbeTest
 
 DIRECTORY = "/etc/tarvel/TarvelPerimond/button-scripts"
 EV_SYN, EV_KEY, EV_REL = 0, 1, 2
 SYN_REPORT, SYN_DROPPED = 0, 3
 KEY_RESTART = 0x198
+F_SETSIG = 10
 
 
 class ButtonTest(perimond.DaemonTest):
@@ -46,6 +50,16 @@ class ButtonTest(perimond.DaemonTest):
         wait_until(lambda: len(self.runs()) >= len(runs), f"{len(runs)} runs", seconds)
         self.assertEqual(self.runs(), sorted(runs))
 
+    @contextlib.contextmanager
+    def slow_start(self):
+        """During the block the start of the script does not end: the kernel makes it wait for the
+        lease on the file."""
+        with open(os.path.join(self.scripts, "default.script")) as file:
+            fcntl.fcntl(file, F_SETSIG, signal.SIGURG)  # which does nothing here
+            fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+            yield
+            fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_UNLCK)
+
     def key(self, value, code=KEY_RESTART):
         self.world.do("event", "reset-button", EV_KEY, code, value)
         self.world.do("event", "reset-button", EV_SYN, SYN_REPORT, 0)
@@ -74,6 +88,22 @@ class HeldAtStartTest(ButtonTest):
 
 
 class ReaderTest(ButtonTest):
+    def put_pipe(self):
+        """A pipe instead of the device: it makes its writer wait where a device drops."""
+        pipe = os.path.join(self.world.directory, "pipe")
+        os.mkfifo(pipe)
+        self.world.run("mount", "--bind", pipe, "/dev/input/event0")
+        return pipe
+
+    def reader_time(self):
+        """How many seconds the button's thread has computed so far."""
+        for task in os.listdir(f"/proc/{self.daemon_pid}/task"):
+            with open(f"/proc/{self.daemon_pid}/task/{task}/stat") as file:
+                name, _, rest = file.read().partition(") ")
+            if name.endswith("(RESET-btn"):
+                return sum(map(int, rest.split()[11:13])) / os.sysconf("SC_CLK_TCK")
+        return self.fail("the button has no thread")
+
     def test_a_press_and_a_release_are_told_logged_and_run(self):
         recorder = self.recorder("Button/RESET")
         mark = len(self.log_lines())
@@ -182,11 +212,30 @@ class ReaderTest(ButtonTest):
         self.world.do("press", "user")
         self.wait_for_runs(["press 0", "release 0"] * 2)
 
+    def test_a_release_during_a_slow_start_ends_the_hold(self):
+        recorder = self.recorder("Button/RESET")
+        with self.slow_start():
+            self.world.do("press", "reset")
+            recorder.expect([("Button/RESET", "actionChanged", ("press",))])
+            time.sleep(1.5)
+        recorder.expect([("Button/RESET", "actionChanged", ("release",))])
+        self.wait_for_runs(["press 0", "release 0"])
+
+    def test_more_events_than_are_kept_during_a_slow_start_keep_nothing_busy(self):
+        pipe = self.put_pipe()
+        self.button.SetAction("default")
+        presses = struct.pack("qqHHi", 0, 0, EV_KEY, KEY_RESTART, 1) * 64
+        with self.slow_start(), open(pipe, "wb", buffering=0) as writer:
+            for _ in range(65536 // 64 + 8):  # the reader leaves the last ones in the pipe
+                writer.write(presses)
+            time.sleep(perimond.world.scaled(0.3))  # for what the reader takes
+            before = self.reader_time()
+            time.sleep(2)
+            self.assertLess(self.reader_time() - before, 0.1)
+        self.button.SetAction("disabled")
+
     def test_a_burst_of_ten_thousand_events_loses_none(self):
-        # A pipe instead of the device: it makes its writer wait where a device drops.
-        pipe = os.path.join(self.world.directory, "pipe")
-        os.mkfifo(pipe)
-        self.world.run("mount", "--bind", pipe, "/dev/input/event0")
+        pipe = self.put_pipe()
         os.unlink(os.path.join(self.scripts, "default.script"))
         recorder = self.recorder("Button/RESET", "actionChanged")
         press, report, release = (struct.pack("qqHHi", 0, 0, *event) for event in (
@@ -247,7 +296,7 @@ class ScriptTest(ButtonTest):
 
     def test_one_without_a_run_bit_is_logged_and_the_press_is_told(self):
         self.press("echo", mode=0o644)
-        self.wait_for_log(f"<warn>  [Button/RESET] Start of '{DIRECTORY}/other.action' failed: "
+        self.wait_for_log(f"<debug> [Button/RESET] Start of '{DIRECTORY}/other.action' failed: "
                           "Permission denied", count=2)
 
     def test_one_that_is_gone_is_logged_and_the_press_is_told(self):
@@ -269,6 +318,24 @@ class ScriptTest(ButtonTest):
         self.write_script("other.script", f"echo new >> {self.runs_path}")
         self.press_once()
         self.wait_for_runs(["new", "new", "old", "old"])
+
+
+class ServiceTest(ButtonTest, ProbeTest):
+    starts = False
+
+    def prepare(self):
+        ButtonTest.prepare(self)
+        ProbeTest.prepare(self)
+
+    def test_a_service_that_is_stopped_reads_no_more(self):
+        os.symlink(f"{DIRECTORY}/default.script", os.path.join(self.scripts, "default.action"))
+        self.start_daemon()
+        self.act("create button RESET", "button-device Button/RESET /dev/input/event0")
+        self.select("default")
+        self.assertEqual(self.act("stop-service Button/RESET"), ["<info>  [Probe] stopped 1"])
+        self.world.do("press", "reset")
+        self.assertEqual(self.act("stop-service Button/RESET"), ["<info>  [Probe] stopped 1"])
+        self.assertEqual(self.runs(), [])
 
 
 class OtherDeviceTest(ButtonTest):

@@ -2,6 +2,7 @@
 
 
 import perimond
+from probe import ProbeTest
 
 DUTY = "/sys/class/pwm/pwmchip0/pwm0/duty_cycle"
 PERIOD = "/sys/class/pwm/pwmchip0/pwm0/period"
@@ -30,6 +31,15 @@ class AnyBuzzerTest(BuzzerTest):
                  for buzzer in [self.bus_object(f"Buzzer/{name}")]}
         self.assertEqual(found, {"ALARM": (1, 6, ""), "SENSE": (1, 7, ""),
                                  "SPEAKER": (2, -1, ""), "TONE": (3, -1, "")})
+
+
+class ProbedBuzzerTest(ProbeTest):
+    def test_a_pin_that_the_model_names_is_shown(self):
+        self.act("create buzzer-gpio X", "export Buzzer/X")
+        buzzer = self.bus_object("Buzzer/X")
+        self.assertEqual(buzzer.get("GPIOPin"), -1)
+        self.act("buzzer-pin Buzzer/X 9")
+        self.assertEqual((buzzer.get("GPIOPin"), buzzer.get("DeviceType")), (9, 0))
 
 
 class GpioBuzzerTest(BuzzerTest):
@@ -154,6 +164,13 @@ class SpeakerTest(BuzzerTest):
                           "'/com/tarvel/Perimond/Buzzer/SPEAKER'", count=2)
         self.speaker.SetState(1)
         self.assertEqual(self.sounds(), ["18 2 0", "18 2 440"])
+
+    def test_a_removal_that_cannot_silence_it_is_logged_and_takes_it_off_the_bus(self):
+        self.world.do("fail", SPEAKER_NODE, "open", "EACCES")
+        self.world.do("remove-input", "pcspkr")
+        self.wait_for_log("<info>  [Buzzer/SPEAKER] Unexported")
+        self.assertIn("<warn>  [Buzzer/SPEAKER] failed to turn off buzzer "
+                      f"Cannot open {SPEAKER_NODE}", self.log_lines())
 
     def test_the_end_after_a_removal_does_not_touch_the_device(self):
         self.world.do("remove-input", "pcspkr")

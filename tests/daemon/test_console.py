@@ -4,6 +4,7 @@ import configparser
 import os
 
 import perimond
+from probe import ProbeTest
 
 NOT_APPLICABLE = "Cannot set io state for not applicable device"
 
@@ -190,6 +191,38 @@ class EmptyVariableTest(ConsoleTest):
                       self.log_lines())
         self.assertEqual((self.console.get("IOState"), self.stored()), (0, None))
         self.assert_refused(1)
+
+
+class ProbedConsoleTest(ProbeTest):
+    """A console that the test defines itself."""
+
+    def define(self, *commands):
+        return self.act("create console X", *commands, "export Console/X")
+
+    def test_a_console_that_is_off_is_not_available_and_any_other_is(self):
+        self.world.do("env", "other_enable", "0")
+        self.define()
+        for variable, answer in (("other_enable", "not available"), ("console_enable", "available"),
+                                 ("nowhere", "available")):
+            with self.subTest(variable):
+                lines = self.act(f"bootenv Console/X {variable}", "bootstate Console/X",
+                                 "available Console/X")
+                self.assertEqual(lines[-1], f"<info>  [Probe] {answer}")
+
+    def test_an_empty_name_is_a_variable_that_cannot_be_read(self):
+        # The word between the two blanks.
+        self.assertIn("<warn>  [Console/X] read '' from ubootenv failed",
+                      self.define("bootenv Console/X  -", "bootstate Console/X"))
+        self.assertEqual(self.bus_object("Console/X").get("IOState"), 0)
+
+    def test_the_state_of_a_variable_that_was_never_bound_ends_the_daemon(self):
+        self.assertAborts(("read_boot_state", "bootenv"),
+                          "create console X", "bootstate Console/X")
+
+    def test_no_name_takes_the_binding_away(self):
+        self.assertAborts(("read_boot_state", "bootenv"), "create console X",
+                          "bootenv Console/X console_enable", "bootenv Console/X -",
+                          "bootstate Console/X")
 
 
 if __name__ == "__main__":

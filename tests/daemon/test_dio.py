@@ -9,6 +9,7 @@ import time
 import perimond
 from dio_board import HOOKS, DioTest
 from perimond import scaled, wait_until
+from probe import ProbeTest
 
 
 class PropertyTest(DioTest):
@@ -28,9 +29,15 @@ class PropertyTest(DioTest):
 
     def test_every_input_has_a_watcher_and_no_output(self):
         tasks = f"/proc/{self.daemon_pid}/task"
-        names = sorted(open(f"{tasks}/{task}/comm").read().strip() for task in os.listdir(tasks))
-        self.assertEqual([name for name in names if name.endswith("-watcher")],
-                         ["DI1-watcher", "DI2-watcher", "DIO1-watcher"])
+
+        def watchers():
+            names = sorted(open(f"{tasks}/{task}/comm").read().strip()
+                           for task in os.listdir(tasks))
+            return [name for name in names if name.endswith("-watcher")]
+
+        # A thread gives itself its name.
+        wait_until(lambda: len(watchers()) >= 3, "the threads have names")
+        self.assertEqual(watchers(), ["DI1-watcher", "DI2-watcher", "DIO1-watcher"])
 
 
 class StateTest(DioTest):
@@ -164,13 +171,62 @@ class DualTest(DioTest):
 
     def test_an_output_takes_no_event_and_a_watcher_goes_on_over_turns(self):
         dio = self.dio("DIO1")
+        self.wait_for_readings(28)
         dio.SetDirection(1)
         with self.assertBusError("OperationNotSupported", "Hooking DO events is not allowed"):
             dio.SetEvent(1)
         dio.SetDirection(0)
         recorder = self.recorder("DIO/DIO1", "StateChanged")
+        self.wait_for_readings(28)
         self.turn(28, 1)
         recorder.wait_for(lambda: ("DIO/DIO1", "StateChanged", (1,)) in recorder.events, "an edge")
+
+    def test_while_it_is_an_output_the_level_that_it_drives_is_announced(self):
+        dio = self.dio("DIO1")
+        dio.SetDirection(1)
+        dio.SetState(0)
+        self.wait_for_readings(29)
+        recorder = self.recorder("DIO/DIO1", "StateChanged")
+        for level in (1, 0):
+            dio.SetState(level)
+            recorder.wait_for(lambda level=level: recorder.events
+                              and recorder.events[-1][2] == (level,), f"level {level}")
+
+
+class ProbedChannelTest(DioTest, ProbeTest):
+    """Channels that the test defines itself."""
+
+    def prepare(self):
+        DioTest.prepare(self)
+        ProbeTest.prepare(self)
+
+    def test_a_channel_without_a_line_shows_none_and_takes_no_call(self):
+        for kind, name in (("dio", "X"), ("dio-dualgpio", "Y")):
+            self.act(f"create {kind} {name}", f"export DIO/{name}")
+            dio = self.dio(name)
+            with self.subTest(kind):
+                self.assertEqual((dio.get("DeviceType"), dio.get("GPIOPin")), (0, 4294967295))
+                for call in (dio.GetState, lambda dio=dio: dio.SetState(1)):
+                    with self.assertBusError("PeripheralNotReady", "DIO pin is not set"):
+                        call()
+                with self.assertBusError("PeripheralNotReady", "DIO GPIO pin is not set"):
+                    dio.GetDirection()
+
+    def test_a_hook_before_the_line_ends_the_daemon(self):
+        self.assertAborts(("zolv_dio_define_hook", "self->priv->pin_defined == TRUE"),
+                          "create dio X", "hook DIO/X")
+
+    def test_a_hook_before_the_two_lines_ends_the_daemon(self):
+        self.assertAborts(("zolv_dio_dualgpio_define_hook", "self->priv->pin_defined == TRUE"),
+                          "create dio-dualgpio X", "hook DIO/X")
+
+    def test_a_watcher_that_is_started_anew_shows_what_the_last_one_could_not(self):
+        self.act("create dio X", "dio-gpio DIO/X 16 0", "hook DIO/X", "hook DIO/X")
+        self.dio("X").AddHook("one", self.write_script("one.sh"))
+        self.dio("X").SetHook("one")
+        # The first watcher sees the event while the main loop is busy.
+        self.act("event DIO/X 3", "pause 200", "unexport DIO/X", "export DIO/X", "hook DIO/X")
+        self.wait_for_property("X", "Active", 1)
 
 
 class StoredOutputTest(DioTest):

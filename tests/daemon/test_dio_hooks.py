@@ -10,6 +10,7 @@ import perimond
 from dio_board import HOOKS, RUNS, SCRIPTS, DioTest
 from gi.repository import GLib
 from perimond import scaled
+from probe import ProbeTest
 
 NAME_RULE = ('Hook name only allows uppercase letters, lowercase letters, numbers, '
              '"-" and "_"')
@@ -25,6 +26,22 @@ class HookTest(DioTest):
         self.dio(channel).SetEvent(event)
         self.dio(channel).SetHook(name)
         self.wait_for_property(channel, "Active", 1)
+
+
+class RemovedChannelTest(HookTest, ProbeTest):
+    def prepare(self):
+        HookTest.prepare(self)
+        ProbeTest.prepare(self)
+
+    def test_a_channel_that_is_removed_does_not_hold_its_hook(self):
+        self.act("create dio DI1", "dio-gpio DIO/DI1 16 0", "hook DIO/DI1",
+                 "create dio DI2", "dio-gpio DIO/DI2 17 0", "hook DIO/DI2")
+        self.install("first")
+        self.dio("DI1").SetHook("first")
+        with self.assertBusError("OperationNotPermitted", "Hook is set by other DIs"):
+            self.dio("DI2").DeleteHook("first")
+        self.act("remove DIO/DI1")
+        self.dio("DI2").DeleteHook("first")
 
 
 class AddTest(HookTest):
@@ -412,6 +429,15 @@ class RunTest(HookTest):
             with self.subTest(event):
                 self.wait_for_log(f"<error> [DIO/DI1] {what.format(f'{HOOKS}/first.hook')}: "
                                   "Permission denied")
+
+    def test_a_line_break_in_a_links_name_does_not_begin_a_line_of_the_log(self):
+        self.stop_daemon()
+        self.link_hook("a\n<error> forged", self.write_script("hand.sh", mode=0o644, folder=HOOKS))
+        self.start_daemon()
+        self.arm("DI1", "a\n<error> forged")
+        self.turn(16, 1)
+        self.wait_for_log(f"<error> [DIO/DI1] DIO hook {HOOKS}/a\\n<error> forged.hook for change "
+                          "spawn command failed: Permission denied")
 
     def test_a_link_that_leads_nowhere_is_logged_and_the_change_announced(self):
         self.install("first")

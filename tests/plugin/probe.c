@@ -17,10 +17,16 @@ typedef struct {
     char **words; /* [0] is the command */
 } Call;
 
+static ZolvObj *
+obj(const Call *call)
+{
+    return zolv_base_manager_get_object(call->manager, call->words[1]);
+}
+
 static ZolvLED *
 led(const Call *call)
 {
-    return ZOLV_LED(zolv_base_manager_get_object(call->manager, call->words[1]));
+    return ZOLV_LED(obj(call));
 }
 
 static guint
@@ -74,6 +80,11 @@ static const struct {
     {"led", zolv_led_get_type},
     {"led-gpio", zolv_led_gpio_get_type},
     {"obj", zolv_obj_get_type},
+    {"dio", zolv_dio_get_type},
+    {"dio-dualgpio", zolv_dio_dualgpio_get_type},
+    {"button", zolv_button_get_type},
+    {"buzzer-gpio", zolv_buzzer_gpio_get_type},
+    {"console", zolv_console_get_type},
 };
 
 /* create TYPE NAME: without a definition */
@@ -135,13 +146,13 @@ do_remove(const Call *call)
 static void
 do_export(const Call *call)
 {
-    zolv_obj_export(ZOLV_OBJ(led(call)));
+    zolv_obj_export(obj(call));
 }
 
 static void
 do_unexport(const Call *call)
 {
-    zolv_obj_unexport(ZOLV_OBJ(led(call)));
+    zolv_obj_unexport(obj(call));
 }
 
 static void
@@ -195,6 +206,70 @@ do_state(const Call *call)
         INFO("%s is %u", call->words[1], state);
     else
         log_result(call, done, error);
+}
+
+/* dio-gpio ID PIN DIRECTION */
+static void
+do_dio_gpio(const Call *call)
+{
+    zolv_dio_define_gpio(ZOLV_DIO(obj(call)), atoi(call->words[2]), number(call, 3));
+}
+
+/* hook ID: of either kind of channel */
+static void
+do_hook(const Call *call)
+{
+    if (ZOLV_IS_DIO_DUALGPIO(obj(call)))
+        zolv_dio_dualgpio_define_hook(ZOLV_DIO_DUALGPIO(obj(call)));
+    else
+        zolv_dio_define_hook(ZOLV_DIO(obj(call)));
+}
+
+static void
+do_event(const Call *call)
+{
+    GError *error = NULL;
+    gboolean done = zolv_dio_set_event(ZOLV_DIO(obj(call)), number(call, 2), &error);
+
+    log_result(call, done, error);
+}
+
+static void
+do_button_device(const Call *call)
+{
+    zolv_button_define_device(ZOLV_BUTTON(obj(call)), call->words[2]);
+}
+
+static void
+do_stop_service(const Call *call)
+{
+    INFO("stopped %d", zolv_button_stop_service(ZOLV_BUTTON(obj(call))));
+}
+
+static void
+do_buzzer_pin(const Call *call)
+{
+    zolv_buzzer_define_gpio(ZOLV_BUZZER(obj(call)), atoi(call->words[2]));
+}
+
+/* bootenv ID VARIABLE */
+static void
+do_bootenv(const Call *call)
+{
+    zolv_console_bind_bootenv(ZOLV_CONSOLE(obj(call)), optional(call, 2));
+}
+
+/* bootstate ID: as the bound variable says */
+static void
+do_bootstate(const Call *call)
+{
+    zolv_console_init_iostate(ZOLV_CONSOLE(obj(call)), zolv_console_enable_by_bootenv, NULL);
+}
+
+static void
+do_available(const Call *call)
+{
+    INFO("%s", zolv_console_is_available(ZOLV_CONSOLE(obj(call))) ? "available" : "not available");
 }
 
 /* A service tells when it is released; @name is a literal. */
@@ -433,6 +508,15 @@ static const struct {
     {"set", do_set},
     {"slot", do_slot},
     {"state", do_state},
+    {"dio-gpio", do_dio_gpio},
+    {"hook", do_hook},
+    {"event", do_event},
+    {"button-device", do_button_device},
+    {"stop-service", do_stop_service},
+    {"buzzer-pin", do_buzzer_pin},
+    {"bootenv", do_bootenv},
+    {"bootstate", do_bootstate},
+    {"available", do_available},
     {"signal", do_signal},
     {"sim", do_sim},
     {"ptn", do_ptn},

@@ -80,8 +80,11 @@ void
 zolv::ButtonReader::wait()
 {
     std::array<epoll_event, 3> ready{};
-    const bool busy = readable_ || (!starting_ && !items_.empty());
-    const int timeout_ms = busy ? 0 : pressed_ ? hold_tick_ms : idle_ms;
+    const bool full = items_.size() >= max_items_ahead;
+    const bool busy = (readable_ && !full) || (!starting_ && !items_.empty());
+    /* What waits to be handled may be the release. */
+    const bool holding = pressed_ && items_.empty();
+    const int timeout_ms = busy ? 0 : holding ? hold_tick_ms : idle_ms;
     const int n_ready = epoll_wait(epoll_.get(), ready.data(), ready.size(), timeout_ms);
 
     if (n_ready < 0 && errno != EINTR) {
@@ -90,7 +93,7 @@ zolv::ButtonReader::wait()
         items_.clear();
         return;
     }
-    if (n_ready == 0 && !busy && pressed_) {
+    if (n_ready == 0 && !busy && holding) {
         hold_s_++;
         use("hold", hold_s_);
     }
@@ -221,7 +224,7 @@ zolv::ButtonReader::settle_start()
     const int code = starting_->finish();
     starting_.reset();
     if (code != 0)
-        zolv_obj_log(task_.button, TVL_LOG_WARN, "Start of '%s' failed: %s",
+        zolv_obj_log(task_.button, TVL_LOG_DEBUG, "Start of '%s' failed: %s",
                      fit_text(task_.script).c_str(), g_strerror(code));
 }
 

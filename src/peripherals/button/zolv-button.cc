@@ -223,6 +223,7 @@ button_unexport_obj(ZolvObj *obj)
 {
     /* What it tells would reach nobody. */
     ZOLV_BUTTON(obj)->priv->reader.stop();
+    ZOLV_BUTTON(obj)->priv->jobs.cancel();
     ZOLV_OBJ_CLASS(zolv_button_parent_class)->unexport_obj(obj);
 }
 

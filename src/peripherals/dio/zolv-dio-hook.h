@@ -17,6 +17,9 @@ class DioHook {
     using Path = std::shared_ptr<const std::string>;
 
     DioHook(ZolvObj *obj, ZolvGdbusObjDIO *skeleton) : obj_(obj), skeleton_(skeleton) {}
+    DioHook(const DioHook &) = delete;
+    DioHook &operator=(const DioHook &) = delete;
+    ~DioHook() { deselect(); }
 
     /* Makes the registry that all inputs share. */
     static void prepare();

@@ -2,6 +2,7 @@
 
 #include "zolv-obj-log.h"
 #include "zolv-start.h"
+#include "zolv-text.h"
 
 #include <algorithm>
 #include <array>
@@ -46,6 +47,8 @@ zolv::DioWatcher::start()
 {
     const std::string name = std::string(zolv_obj_get_name(ZOLV_OBJ(dio_))) + "-watcher";
 
+    if (worker_.started())
+        return; /* which reads the interval */
     interval_ = sampling_interval();
     worker_.start(name.c_str(), [this](Worker &worker) { watch(worker); });
 }
@@ -55,6 +58,7 @@ zolv::DioWatcher::stop()
 {
     worker_.stop();
     jobs_.cancel();
+    active_.reset();
 }
 
 bool
@@ -78,7 +82,7 @@ zolv::DioWatcher::run_hook(const DioHook::Path &path, guint event, guint state)
         return;
     if (const int code = start_program({path->c_str()}); code != 0)
         zolv_obj_log(ZOLV_OBJ(dio_), TVL_LOG_ERROR, "%s %s for %s failed: %s", edge.hook,
-                     path->c_str(), edge.start, g_strerror(code));
+                     fit_text(*path).c_str(), edge.start, g_strerror(code));
 }
 
 void

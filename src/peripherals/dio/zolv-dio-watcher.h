@@ -5,6 +5,7 @@
 #include "zolv-worker.h"
 
 #include <chrono>
+#include <optional>
 
 namespace zolv {
 
@@ -17,6 +18,7 @@ class DioWatcher {
     {
     }
 
+    /* Does nothing when the thread was started. */
     void start();
     /* Nothing reaches the bus behind this. */
     void stop();
@@ -31,7 +33,7 @@ class DioWatcher {
     ZolvGdbusObjDIO *skeleton_;
     const DioHook &hook_;
     std::chrono::milliseconds interval_{};
-    bool active_ = false; /* as told to the bus */
+    std::optional<bool> active_; /* as the thread told the bus */
     MainJobs jobs_;
     Worker worker_;
 };
