@@ -327,7 +327,7 @@ class ServiceTest(ButtonTest, ProbeTest):
         ButtonTest.prepare(self)
         ProbeTest.prepare(self)
 
-    def test_a_service_that_is_stopped_reads_no_more(self):
+    def test_a_service_that_is_stopped_reads_no_more_until_an_action_is_selected(self):
         os.symlink(f"{DIRECTORY}/default.script", os.path.join(self.scripts, "default.action"))
         self.start_daemon()
         self.act("create button RESET", "button-device Button/RESET /dev/input/event0")
@@ -336,6 +336,9 @@ class ServiceTest(ButtonTest, ProbeTest):
         self.world.do("press", "reset")
         self.assertEqual(self.act("stop-service Button/RESET"), ["<info>  [Probe] stopped 1"])
         self.assertEqual(self.runs(), [])
+        self.select("default")
+        self.world.do("press", "reset")
+        self.wait_for_runs(["press 0", "release 0"])
 
 
 class OtherDeviceTest(ButtonTest):
