@@ -37,7 +37,7 @@ Faults::take(std::string_view operation, const std::string &path, const std::str
     for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
         /* Hiding a name needs to be asked for: "any" is about files that are there. */
         bool meant = fault->operation == operation ||
-                     (fault->operation == "any" && operation != "find" &&
+                     (fault->operation == "any" && operation != "find" && operation != "follow" &&
                       (fault->limit_bytes < 0 || operation == "read" || operation == "write"));
 
         if (!meant || (!path_matches(fault->pattern, path) && !path_matches(fault->pattern, alias)))

@@ -204,10 +204,14 @@ op_readlink(fuse_req_t request, fuse_ino_t inode)
 {
     auto link = std::dynamic_pointer_cast<Link>(server_of(request).node(inode));
 
-    if (link)
-        fuse_reply_readlink(request, link->target().c_str());
-    else
+    if (!link) {
         fuse_reply_err(request, EINVAL);
+        return;
+    }
+    if (Fault fault = fault_for(request, "follow", *link); fault.error != 0)
+        fuse_reply_err(request, fault.error);
+    else
+        fuse_reply_readlink(request, link->target().c_str());
 }
 
 void

@@ -87,11 +87,12 @@ struct Operation {
     bool moves_data;
     bool takes_time;
 };
-constexpr std::array<Operation, 7> operations = {{{"open", false, true},
+constexpr std::array<Operation, 8> operations = {{{"open", false, true},
                                                   {"read", true, true},
                                                   {"write", true, true},
                                                   {"ioctl", false, true},
                                                   {"list", false, true},
+                                                  {"follow", false, false},
                                                   {"find", false, false},
                                                   {"any", true, true}}};
 
@@ -276,8 +277,9 @@ add_common_verbs(World &world)
          });
     verb("fail", "PATH OPERATION WHAT [COUNT]",
          "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
-         "open, read, write, ioctl, list, find (the name is not seen) or any; WHAT: an error name "
-         "(EIO), delay:MS (not for find) or, for read, write and any, empty or short:BYTES",
+         "open, read, write, ioctl, list, follow (a link), find (the name is not seen) or any; "
+         "WHAT: an error name (EIO), delay:MS (not for follow and find) or, for read, write and "
+         "any, empty or short:BYTES",
          3, [&world](const Words &words, const Done &done) {
              world.faults.add(fault_of(words));
              done("");

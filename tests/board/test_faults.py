@@ -35,6 +35,13 @@ class FaultsTest(perimond.BoardTest):
         with self.assertErrno("EIO"):
             os.listdir(self.world.path("/sys/class/gpio"))
 
+    def test_a_link_can_refuse_to_be_read(self):
+        link = self.world.path("/sys/class/leds/sim:red:fault")
+        self.world.do("fail", "/sys/class/leds/sim:red:fault", "follow", "EIO")
+        with self.assertErrno("EIO"):
+            os.readlink(link)
+        self.assertTrue(os.path.islink(link))
+
     def test_a_fault_may_last_for_a_count(self):
         self.world.do("fail", VALUE, "read", "EIO", 2)
         for _ in range(2):
