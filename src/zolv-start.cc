@@ -96,11 +96,10 @@ zolv::StartingProgram::finish()
 {
     if (!report_)
         return error_;
-    if (read(report_.get(), &error_, sizeof error_) != sizeof error_)
+    if (TEMP_FAILURE_RETRY(read(report_.get(), &error_, sizeof error_)) != sizeof error_)
         error_ = ECHILD;
     report_.reset();
     /* Where SIGCHLD is ignored this waits for the end and learns nothing. */
-    while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR)
-        ;
+    TEMP_FAILURE_RETRY(waitpid(child_, nullptr, 0));
     return error_;
 }

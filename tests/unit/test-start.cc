@@ -13,6 +13,7 @@
 #include <regex>
 #include <string>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -105,7 +106,6 @@ TEST_F(Start, IgnoresAndBlocksNoSignalForTheScript)
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     signal(SIGPIPE, SIG_DFL);
     signal(SIGHUP, SIG_DFL);
-    /* The C library keeps two signals from 32 on to itself. */
     /* The C library keeps signals 32 and 33 to itself. */
     EXPECT_TRUE(std::regex_match(
         output(), std::regex("SigBlk:\t0000000000000000\nSigIgn:\t0000000[01][08]0000000\n")));
@@ -141,6 +141,27 @@ TEST_F(Start, DoesNotWaitForAScriptThatNeverEnds)
     const pid_t pid = std::stoi(output());
     EXPECT_EQ(kill(pid, 0), 0);
     kill(pid, SIGKILL);
+}
+
+TEST_F(Start, IsNotDisturbedBySignals)
+{
+    struct sigaction action = {};
+    struct sigaction before = {};
+    const itimerval often{{0, 50}, {0, 50}}; /* a fork would begin anew at each */
+    const itimerval never{};
+    int started = 0;
+
+    write_script("#!/bin/true\n");
+    action.sa_handler = [](int) {}; /* system calls are interrupted, not restarted */
+    sigaction(SIGALRM, &action, &before);
+    for (int i = 0; i < 20; i++) {
+        zolv::StartingProgram program({script().c_str()});
+        setitimer(ITIMER_REAL, &often, nullptr);
+        started += program.finish() == 0;
+        setitimer(ITIMER_REAL, &never, nullptr);
+    }
+    sigaction(SIGALRM, &before, nullptr);
+    EXPECT_EQ(started, 20);
 }
 
 TEST_F(Start, MayBeCalledByManyThreads)
