@@ -41,7 +41,7 @@ bool
 write_all(int fd, const char *data, std::size_t length)
 {
     while (length > 0) {
-        const ssize_t written = write(fd, data, length);
+        const ssize_t written = TEMP_FAILURE_RETRY(write(fd, data, length));
         if (written < 0)
             return false;
         data += written;
@@ -59,7 +59,7 @@ copy_content(int from, int to)
     static std::array<char, std::size_t{1} << 16U> buffer; /* for the main loop alone */
 
     for (;;) {
-        const ssize_t length = read(from, buffer.data(), buffer.size());
+        const ssize_t length = TEMP_FAILURE_RETRY(read(from, buffer.data(), buffer.size()));
         if (length == 0)
             return 0;
         if (length < 0 || !write_all(to, buffer.data(), static_cast<std::size_t>(length)))
@@ -92,14 +92,23 @@ create_copy(const zolv::ScriptSource &source, const char *directory, const char 
     const zolv::UniqueFd content = source.open_content();
     if (!content)
         return errno;
-    /* Never an entry that somebody put there since the checks. */
-    copy.reset(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    /* Never an entry that somebody put there since the checks. Each write waits for the disk, so
+     * that the copy's time is the disk's. */
+    copy.reset(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_DSYNC, 0600));
     if (!copy)
         return errno;
     const int code = copy_content(content.get(), copy.get());
     if (code != 0)
         unlink(path);
     return code;
+}
+
+int
+sync_directory(const char *path)
+{
+    const zolv::UniqueFd directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+
+    return directory && fsync(directory.get()) == 0 ? 0 : errno;
 }
 
 /* The caller learns that the step failed, the log why. */
@@ -120,9 +129,17 @@ install(const zolv::ScriptKind &kind, const zolv::ScriptSource &source, const ch
 
     if (const int code = create_copy(source, kind.directory, script, copy); code != 0)
         return fail_step(kind.copy_failed, source, code, error);
-    if (fchmod(copy.get(), script_mode) != 0)
+    if (fchmod(copy.get(), script_mode) != 0 || fsync(copy.get()) != 0)
         return fail_step(kind.mode_failed, source, errno, error);
-    return zolv_helper_create_symlink(script, link, error);
+    /* What is open for writing cannot be run. */
+    copy.reset();
+    if (!zolv_helper_create_symlink(script, link, error))
+        return false;
+    if (const int code = sync_directory(kind.directory); code != 0) {
+        unlink(link);
+        return fail_step(kind.link_failed, source, code, error);
+    }
+    return true;
 }
 
 bool
@@ -221,11 +238,10 @@ zolv::script_faults::name_taken(const ScriptRequest &request)
 bool
 zolv::script_faults::script_taken(const ScriptRequest &request)
 {
-    const ScriptKind &kind = request.store.kind();
-    const std::string &base_name = request.source->base_name();
+    const std::string script = request.store.script_path(request.source->base_name());
+    const std::string link = request.store.link_path(request.name);
 
-    return base_name == request.name + kind.suffix ||
-           entry_exists(std::string(kind.directory) + "/" + base_name);
+    return script == link || entry_exists(script) || entry_exists(link);
 }
 
 bool
@@ -253,9 +269,15 @@ zolv::ScriptStore::ScriptStore(const ScriptKind &kind) : kind_(kind)
 }
 
 std::string
+zolv::ScriptStore::script_path(std::string_view base_name) const
+{
+    return std::string(kind_.directory) + "/" + std::string(base_name);
+}
+
+std::string
 zolv::ScriptStore::link_path(std::string_view name) const
 {
-    return std::string(kind_.directory) + "/" + std::string(name) + kind_.suffix;
+    return script_path(name) + kind_.suffix;
 }
 
 bool
@@ -276,13 +298,9 @@ zolv::ScriptStore::add(const char *name, const char *path, GError **error)
 
     if (refuse(kind_.add_refusals, request, error))
         return false;
-
-    const std::string script = std::string(kind_.directory) + "/" + source.base_name();
-    if (!install(kind_, source, script.c_str(), link_path(name).c_str(), error)) {
-        if (error != nullptr && *error == nullptr)
-            g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, kind_.link_failed);
+    if (!install(kind_, source, script_path(source.base_name()).c_str(), link_path(name).c_str(),
+                 error))
         return false;
-    }
     enter(name);
     return true;
 }
@@ -303,14 +321,8 @@ zolv::ScriptStore::remove(const char *name, GError **error)
         g_set_error_literal(error, ZOLV_CORE_ERROR, kind_.script_gone_code, kind_.script_gone);
         return false;
     }
-    if (!zolv_helper_delete_file(link.c_str(), error))
-        return false;
-
-    const CharPtr folder(g_path_get_dirname(script.get()));
-    if (g_strcmp0(folder.get(), kind_.directory) != 0)
-        _tvl_log(TVL_LOG_WARN, "[Common] Kept script \"%s\", which lies outside of \"%s\"",
-                 fit_text(script.get()).c_str(), kind_.directory);
-    else if (!zolv_helper_delete_file(script.get(), error))
+    if (!zolv_helper_delete_file(link.c_str(), error) ||
+        !zolv_helper_delete_file(script.get(), error))
         return false;
     if (const auto entry = registry_.find(name); entry != registry_.end())
         registry_.erase(entry);

@@ -62,7 +62,7 @@ bool name_too_long(const ScriptRequest &request);
 bool name_malformed(const ScriptRequest &request);
 bool name_reserved(const ScriptRequest &request);
 bool name_taken(const ScriptRequest &request);
-/* Also where the script would take the place of its own link. */
+/* Also where the link's place is taken, or the script would take it. */
 bool script_taken(const ScriptRequest &request);
 bool name_unknown(const ScriptRequest &request);
 bool script_in_use(const ScriptRequest &request);
@@ -99,13 +99,14 @@ class ScriptStore {
 
     explicit ScriptStore(const ScriptKind &kind);
 
-    const ScriptKind &kind() const { return kind_; }
+    std::string script_path(std::string_view base_name) const;
     std::string link_path(std::string_view name) const;
     bool exists(std::string_view name) const;
 
-    /* Installs the script at @path under @name, for nobody yet. */
+    /* Installs the script at @path under @name, for nobody yet. On success all of it is on the
+     * disk. */
     bool add(const char *name, const char *path, GError **error);
-    /* Deletes the link, and the script where it lies in this directory. */
+    /* Deletes the link, then the script, wherever that lies. */
     bool remove(const char *name, GError **error);
     /* All links whose target can be read; fails only if the directory cannot be listed. */
     bool list(std::vector<Link> &links, GError **error) const;

@@ -167,6 +167,20 @@ class AddActionTest(ActionsTest):
         self.assert_add_refused("self", self.source("self.action"), "InvalidArgument",
                                 SCRIPT_TAKEN)
 
+    def test_what_stands_in_the_links_place_stays(self):
+        self.write(os.path.join(self.scripts, "file.action"))
+        os.mkdir(os.path.join(self.scripts, "folder.action"))
+        for action in ("file", "folder"):
+            with self.subTest(action):
+                self.assert_add_refused(action, self.source("good.sh"), "InvalidArgument",
+                                        SCRIPT_TAKEN)
+
+    def test_a_script_that_another_action_has_is_not_taken_over(self):
+        self.button.AddAction("a", self.source("b.action"))
+        self.assert_add_refused("b", self.source("good.sh"), "InvalidArgument", SCRIPT_TAKEN)
+        self.button.DeleteAction("a")
+        self.button.AddAction("b", self.source("good.sh"))
+
     def test_a_folder_that_is_gone_fails_the_copy(self):
         path = self.source("good.sh")
         for name in os.listdir(self.scripts):
@@ -233,10 +247,25 @@ class DeleteActionTest(ActionsTest):
         self.assert_delete_refused("gone", "OperationNotPermitted",
                                    "Action is set by other buttons")
 
-    def test_a_script_outside_of_the_folder_is_kept(self):
+    def test_a_script_outside_of_the_folder_goes_as_well(self):
         self.button.DeleteAction("outside")
         self.assertNotIn("outside.action", self.entries())
-        self.assertTrue(os.path.exists(self.outside))
+        self.assertFalse(os.path.exists(self.outside))
+
+
+class UnreadableLinkTest(ActionsTest):
+    def prepare(self):
+        self.world.do("plug", "net", "kept.action", "quiet=1")
+        os.symlink("/sys/class/net", os.path.join(self.world.settings, "button-scripts"))
+
+    def test_a_link_that_cannot_be_read_is_not_deleted(self):
+        self.assertEqual([entry[0] for entry in self.button.ListAction()], ["kept"])
+        self.world.do("fail", "/sys/class/net/kept.action", "follow", "EIO")
+        with self.assertRaisesRegex(Exception, f"symbolic link .{DIRECTORY}/kept.action.: "
+                                               "Input/output error"):
+            self.button.DeleteAction("kept")
+        self.world.do("heal")
+        self.assertEqual([entry[0] for entry in self.button.ListAction()], ["kept"])
 
 
 class ListActionTest(ActionsTest):

@@ -144,18 +144,26 @@ class AddTest(HookTest):
         self.assertEqual(self.hook_files(), ["alias", "first.hook"])
         self.assertTrue(stat.S_ISREG(os.lstat(self.here(f"{HOOKS}/alias")).st_mode))
 
-    def test_a_file_in_the_links_place_is_replaced(self):
-        self.write_script("first.hook", folder=HOOKS)
-        self.install("first")
-        self.assertTrue(os.path.islink(self.here(f"{HOOKS}/first.hook")))
+    def test_what_stands_in_the_links_place_stays(self):
+        path = self.write_script("one.sh")
+        self.write_script("file.hook", folder=HOOKS)
+        os.mkdir(self.here(f"{HOOKS}/folder.hook"))
+        for name in ("file", "folder"):
+            with self.subTest(name):
+                self.refusal(name, path, "InvalidArgument", "Hook script is exist")
 
-    def test_a_directory_in_the_links_place_leaves_the_copy_behind(self):
-        os.mkdir(self.here(f"{HOOKS}/first.hook"))
-        with self.assertBusError("OperationFailure",
-                                 f"couldn't remove file '{HOOKS}/first.hook'"):
-            self.install("first")
-        self.assertEqual(self.hook_files(), ["first.hook", "first.sh"])
-        self.assertNotIn("first", self.dio("DI1").ListHook())
+    def test_a_script_that_another_hook_has_is_not_taken_over(self):
+        path = self.write_script("one.sh")
+        self.dio("DI1").AddHook("a", self.write_script("b.hook"))
+        self.refusal("b", path, "InvalidArgument", "Hook script is exist")
+        self.assertEqual(self.dio("DI1").ListHook(), {"a": f"{HOOKS}/b.hook"})
+        self.dio("DI1").DeleteHook("a")
+        self.dio("DI1").AddHook("b", path)
+
+    def test_a_script_whose_status_cannot_be_read_is_refused(self):
+        self.world.do("fail", "/sys/class/gpio/unexport", "find", "EACCES")
+        self.refusal("a b", "/sys/class/gpio/unexport", "InvalidFileAttribute",
+                     "Query hook script information failed")
 
     def test_a_directory_that_is_not_there_fails_the_copy(self):
         path = self.write_script("one.sh")
@@ -342,14 +350,31 @@ class DeleteTest(HookTest):
             self.dio("DI1").DeleteHook("first")
         self.assertEqual(self.hook_files(), ["first.hook"])
 
-    def test_a_script_elsewhere_is_kept(self):
+    def test_a_script_elsewhere_goes_as_well(self):
         self.stop_daemon()
         path = self.write_script("elsewhere.sh")
         self.link_hook("hand", path)
         self.start_daemon()
         self.dio("DI1").DeleteHook("hand")
         self.assertEqual(self.hook_files(), [])
-        self.assertTrue(os.path.exists(self.here(path)))
+        self.assertFalse(os.path.exists(self.here(path)))
+
+
+class UnreadableLinkTest(HookTest):
+    def prepare(self):
+        super().prepare()
+        self.world.do("plug", "net", "first.hook", "quiet=1")
+        os.rmdir(self.here(HOOKS))
+        os.symlink("/sys/class/net", self.here(HOOKS))
+
+    def test_a_link_that_cannot_be_read_is_not_deleted(self):
+        self.assertIn("first", self.dio("DI1").ListHook())
+        self.world.do("fail", "/sys/class/net/first.hook", "follow", "EIO")
+        with self.assertRaisesRegex(GLib.Error, f"symbolic link .{HOOKS}/first.hook.: Input/output "
+                                                "error"):
+            self.dio("DI1").DeleteHook("first")
+        self.world.do("heal")
+        self.assertIn("first", self.dio("DI1").ListHook())
 
 
 class RunTest(HookTest):
@@ -633,6 +658,28 @@ class OrphanTest(OrphanBase):
         self.write_script("DO1.script", folder=HOOKS)
         self.dio("DO1").Reload()
         self.assertEqual(self.hook_files(), ["DO1.script"])
+
+
+class OrphanOfALongNameTest(OrphanBase, ProbeTest):
+    """An input whose name cannot be a hook's."""
+
+    plugin = "probe"
+    name = "D" * 32
+    init = (f"create dio {name}", f"dio-gpio DIO/{name} 16 0", f"hook DIO/{name}")
+
+    def prepare(self):
+        OrphanBase.prepare(self)
+        ProbeTest.prepare(self)
+
+    def test_its_script_is_lost(self):
+        self.write_script(f"{self.name}.script", folder=HOOKS)
+        with self.lines_of(self.name) as lines:
+            self.dio(self.name).Reload()
+        self.assertIn(f"<warn>  [DIO/{self.name}] Failed to add hook, reason: Hook name must be "
+                      "less than 32 characters", lines)
+        self.assertEqual(self.hook_files(), [])
+        self.assertEqual(self.dio(self.name).get("HookName"), "none")
+        self.assert_nothing_temporary()
 
 
 class OrphanAcrossFileSystemsTest(OrphanBase):

@@ -9,10 +9,14 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -33,6 +37,16 @@ constexpr std::array remove_refusals = {
     zolv::ScriptRefusal{faults::name_unknown, ZOLV_CORE_ERROR_INVAL_ARG, "unknown"},
     zolv::ScriptRefusal{faults::script_in_use, ZOLV_CORE_ERROR_NOT_PERMIT, "in use"},
 };
+
+/* Of the calling thread. */
+void
+drop_capabilities()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> none{};
+
+    ASSERT_EQ(syscall(SYS_capset, &header, none.data()), 0);
+}
 
 class ScriptStore : public testing::Test {
   protected:
@@ -169,6 +183,26 @@ TEST_F(ScriptStore, RefusesAScriptThatWouldBeItsOwnLink)
     EXPECT_TRUE(fs::is_empty(directory_));
 }
 
+TEST_F(ScriptStore, RefusesANameWhoseLinksPlaceIsTaken)
+{
+    write_file(inside("file.word"), "text");
+    fs::create_directory(inside("folder.word"));
+    for (const char *name : {"file", "folder"})
+        EXPECT_EQ(add(name, source()), "script taken") << name;
+    EXPECT_EQ(fs::file_size(inside("file.word")), 4U);
+    EXPECT_FALSE(fs::exists(inside("source.sh")));
+}
+
+TEST_F(ScriptStore, DoesNotTakeTheScriptOfAnotherName)
+{
+    fs::copy(source(), root_ / "b.word");
+    EXPECT_EQ(add("a", root_ / "b.word"), "");
+    EXPECT_EQ(add("b", source()), "script taken");
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(inside("b.word"))));
+    EXPECT_EQ(remove("a"), "");
+    EXPECT_EQ(add("b", source()), "");
+}
+
 TEST_F(ScriptStore, DoesNotWriteThroughADanglingLinkInTheScriptsPlace)
 {
     fs::create_symlink(root_ / "victim", inside("source.sh"));
@@ -180,6 +214,23 @@ TEST_F(ScriptStore, SetsNothingUpWhenTheScriptCannotBeCopied)
 {
     fs::remove_all(directory_);
     EXPECT_EQ(add("word", source()), "copy failed");
+    EXPECT_FALSE(store().registered("word"));
+}
+
+TEST_F(ScriptStore, MakesNoNameThatCannotBeKeptOverAPowerCut)
+{
+    std::string outcome;
+
+    /* A folder that takes files and cannot be opened, for the superuser as well. */
+    EXPECT_FALSE(store().registered("word"));
+    fs::permissions(directory_, fs::perms::owner_write | fs::perms::owner_exec);
+    std::thread([&] {
+        drop_capabilities();
+        outcome = add("word", source());
+    }).join();
+    fs::permissions(directory_, fs::perms::owner_all);
+    EXPECT_EQ(outcome, "link failed");
+    EXPECT_FALSE(fs::is_symlink(inside("word.word")));
     EXPECT_FALSE(store().registered("word"));
 }
 
@@ -267,12 +318,22 @@ TEST_F(ScriptStore, KeepsALinkWhoseScriptIsGone)
     EXPECT_TRUE(fs::is_symlink(inside("word.word")));
 }
 
-TEST_F(ScriptStore, KeepsAScriptThatLiesElsewhere)
+TEST_F(ScriptStore, RemovesAScriptThatLiesElsewhere)
 {
     fs::create_symlink(source(), inside("word.word"));
     EXPECT_EQ(remove("word"), "");
+    EXPECT_TRUE(fs::is_empty(directory_));
+    EXPECT_FALSE(fs::exists(source()));
+}
+
+TEST_F(ScriptStore, KeepsTheRegistrationOfAScriptThatCannotBeRemoved)
+{
+    fs::create_directories(root_ / "folder" / "full");
+    fs::create_symlink(root_ / "folder", inside("word.word"));
+    EXPECT_NE(remove("word"), "");
     EXPECT_FALSE(fs::is_symlink(inside("word.word")));
-    EXPECT_TRUE(fs::exists(source()));
+    EXPECT_TRUE(fs::exists(root_ / "folder" / "full"));
+    EXPECT_TRUE(store().registered("word"));
 }
 
 TEST_F(ScriptStore, ReadsARelativeLinkFromItsDirectory)

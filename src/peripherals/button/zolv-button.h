@@ -91,11 +91,11 @@ ZOLV_API gboolean zolv_button_set_action(ZolvButton *self, const char *action_na
  * @src_action_script: path of a regular file
  *
  * Copies the script into the folder of the actions, under its own base name and with mode 0755,
- * and makes the action. A failure on the way leaves behind what was made until then.
+ * and makes the action. A failure after the copy leaves the copy behind.
  *
- * Errors: %ZOLV_CORE_ERROR_INVAL_ARG for a script that does not exist, and for a name or a base
- * name that is taken; %ZOLV_CORE_ERROR_INVAL_FILE_ATTR for a script without a status;
- * %ZOLV_CORE_ERROR_INVAL_FILE_TYPE for one that is no regular file;
+ * Errors: %ZOLV_CORE_ERROR_INVAL_ARG for a script that does not exist, and for a name, a place
+ * of its link or a base name that is taken; %ZOLV_CORE_ERROR_INVAL_FILE_ATTR for a script without a
+ * status; %ZOLV_CORE_ERROR_INVAL_FILE_TYPE for one that is no regular file;
  * %ZOLV_CORE_ERROR_INVAL_FILE_NAME for a name that is too long, has other characters or is
  * reserved; %ZOLV_CORE_ERROR_FAILED when the installation fails
  *
@@ -108,7 +108,7 @@ ZOLV_API gboolean zolv_button_add_action(ZolvButton *self, const char *action_na
  * zolv_button_delete_action:
  * @action_name: an action that no button selects
  *
- * Deletes the action's link, and its script where that lies in the folder of the actions.
+ * Deletes the action's link and its script, wherever that lies.
  *
  * Errors: %ZOLV_CORE_ERROR_INVAL_ARG for a reserved or unknown name; %ZOLV_CORE_ERROR_NOT_PERMIT
  * for one that a button selects; %ZOLV_CORE_ERROR_FAILED for a script that does not exist; those of

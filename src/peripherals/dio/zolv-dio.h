@@ -159,7 +159,7 @@ ZOLV_API gboolean zolv_dio_reload(ZolvDIO *self, GError **error);
  * leaves the copy behind.
  *
  * Errors: %ZOLV_CORE_ERROR_NOT_SUPPORT unless the channel is an input; %ZOLV_CORE_ERROR_INVAL_ARG
- * when the script is missing, or the name or the base name is in use;
+ * when the script is missing, or the name, its link's place or the base name is in use;
  * %ZOLV_CORE_ERROR_INVAL_FILE_ATTR, %ZOLV_CORE_ERROR_INVAL_FILE_TYPE for a file that cannot be
  * examined or is not regular; %ZOLV_CORE_ERROR_INVAL_FILE_NAME for another name;
  * %ZOLV_CORE_ERROR_FAILED for a failed step.
@@ -173,8 +173,7 @@ ZOLV_API gboolean zolv_dio_add_hook(ZolvDIO *self, const char *hook_name,
  * zolv_dio_delete_hook:
  * @hook_name: name of a hook that no input selects
  *
- * Deletes a hook and its script. A script outside of the hooks' directory, to which somebody made a
- * link by hand, is kept.
+ * Deletes a hook and its script, wherever that lies.
  *
  * Errors: %ZOLV_CORE_ERROR_NOT_SUPPORT unless the channel is an input; %ZOLV_CORE_ERROR_INVAL_ARG
  * when there is no such hook or its script is missing; %ZOLV_CORE_ERROR_NOT_PERMIT while an input
