@@ -21,9 +21,9 @@ G_BEGIN_DECLS
  * @duty_cycle_ns: active time within the period in nanoseconds
  *
  * The duty cycle is cleared before the period is set: the kernel refuses a period that is shorter
- * than the duty cycle. It also refuses any duty cycle while the period is 0, so a channel that never
- * had a period gets none here: the platform has to give it the first. The first write that fails ends the operation, and the writes before it
- * have taken effect.
+ * than the duty cycle. It also refuses any duty cycle while the period is 0, so a channel that
+ * never had a period gets none here: the platform has to give it the first. The first write that
+ * fails ends the operation, and the writes before it have taken effect.
  *
  * Returns: whether all was written
  */
