@@ -31,6 +31,7 @@ class ButtonReader {
     ButtonReader(const Task &task, const Worker &worker) : task_(task), worker_(worker) {}
     ButtonReader(const ButtonReader &) = delete;
     ButtonReader &operator=(const ButtonReader &) = delete;
+    ~ButtonReader() = default;
 
     /* Returns when the worker is to stop, or when the device cannot be read any more. */
     void run();
