@@ -12,8 +12,8 @@ from perimond.world import wait_until
 
 PLUGIN = "/usr/lib/aarch64-linux-gnu/tarvelperimond/libzolv-model-perimond-emu.so"
 SETTINGS = "TarvelPerimond/peripheral-settings.conf"
-# A name of capitals with digits behind them could be a person's.
-LEFT = r"\Aperipheral-settings\.conf(\nperipheral-settings\.conf\.[A-Z]+[0-9]+)*\Z"
+# A name of capitals, digits, or digits behind capitals could be a person's.
+LEFT = r"\Aperipheral-settings\.conf(\nperipheral-settings\.conf\.[A-Z]*[0-9]*)*\Z"
 CUTS = 50
 # What else is stored. The file is larger than a page and than a block of the disk.
 OTHERS = {f"DIO/D{n}": {"Event": str(n % 4), "HookName": "x" * 80} for n in range(60)}
