@@ -465,11 +465,15 @@ zolv_base_manager_add_ptn_led_service(ZolvBaseManager *self, ZolvPartitionLedSer
     add_service(self, PARTITION_LED_SERVICE, service);
 }
 
-static ZolvSignalLedService *
-find_signal_led_service(ZolvBaseManager *self, const gchar *interface_name)
+/* Passes a value to the LEDs of a module's signal, if it has any. */
+static void
+update_signal_leds(ZolvBaseManager *self, const gchar *interface_name,
+                   void (*update)(ZolvSignalLedService *, guint), guint value)
 {
-    return static_cast<ZolvSignalLedService *>(
-        find_service(self, std::string(SIGNAL_LED_SERVICE) + interface_name));
+    gpointer service = find_service(self, std::string(SIGNAL_LED_SERVICE) + interface_name);
+
+    if (service != nullptr)
+        update(static_cast<ZolvSignalLedService *>(service), value);
 }
 
 void
@@ -479,10 +483,7 @@ zolv_base_manager_update_signal_level(ZolvBaseManager *self, const gchar *interf
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(interface_name != NULL);
-    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
-
-    if (service != nullptr)
-        zolv_signal_led_service_update_signal_level(service, value);
+    update_signal_leds(self, interface_name, zolv_signal_led_service_update_signal_level, value);
 }
 
 void
@@ -492,10 +493,7 @@ zolv_base_manager_update_signal_strength(ZolvBaseManager *self, const gchar *int
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(interface_name != NULL);
-    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
-
-    if (service != nullptr)
-        zolv_signal_led_service_update_signal_strength(service, value);
+    update_signal_leds(self, interface_name, zolv_signal_led_service_update_signal_strength, value);
 }
 
 void
@@ -504,10 +502,7 @@ zolv_base_manager_update_conn_state(ZolvBaseManager *self, const gchar *interfac
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(interface_name != NULL);
-    ZolvSignalLedService *service = find_signal_led_service(self, interface_name);
-
-    if (service != nullptr)
-        zolv_signal_led_service_update_conn_state(service, value);
+    update_signal_leds(self, interface_name, zolv_signal_led_service_update_conn_state, value);
 }
 
 void

@@ -23,27 +23,12 @@ struct _ZolvDIODualGPIOPrivate {
 
 G_DEFINE_TYPE(ZolvDIODualGPIO, zolv_dio_dualgpio, ZOLV_TYPE_DIO)
 
-static bool
-check_pin_defined(const ZolvDIODualGPIOPrivate *priv, const char *complaint, GError **error)
-{
-    if (!priv->pin_defined)
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY, complaint);
-    return priv->pin_defined;
-}
-
 static gboolean
 dio_dualgpio_set_state(ZolvDIO *dio, guint state, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    if (!check_pin_defined(priv, "DIO pin is not set", error))
-        return FALSE;
-    if (priv->direction != GPIO_DIRECTION_OUT) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "DIO pin should be set to output");
-        return FALSE;
-    }
-    return zolv_helper_set_sysfs_gpio_value(priv->pin_output, state, error);
+    return zolv::drive_dio(priv->pin_defined, priv->direction, priv->pin_output, state, error);
 }
 
 static gboolean
@@ -51,7 +36,7 @@ dio_dualgpio_get_state(ZolvDIO *dio, guint *state, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    return check_pin_defined(priv, "DIO pin is not set", error) &&
+    return zolv::check_dio_defined(priv->pin_defined, "DIO pin is not set", error) &&
            zolv_helper_get_sysfs_gpio_value(priv->pin(), state, error);
 }
 
@@ -78,7 +63,7 @@ dio_dualgpio_get_direction(ZolvDIO *dio, guint *direction, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    return check_pin_defined(priv, "DIO GPIO pin is not set", error) &&
+    return zolv::check_dio_defined(priv->pin_defined, "DIO GPIO pin is not set", error) &&
            zolv_helper_get_sysfs_gpio_direction(priv->pin(), direction, error);
 }
 

@@ -158,12 +158,25 @@ handle_set_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, co
     return G_DBUS_METHOD_INVOCATION_HANDLED;
 }
 
-static bool
-check_pin_defined(const ZolvDIOPrivate *priv, const char *complaint, GError **error)
+bool
+zolv::check_dio_defined(bool defined, const char *complaint, GError **error)
 {
-    if (!priv->pin_defined)
+    if (!defined)
         g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY, complaint);
-    return priv->pin_defined;
+    return defined;
+}
+
+bool
+zolv::drive_dio(bool defined, guint direction, int pin, guint state, GError **error)
+{
+    if (!check_dio_defined(defined, "DIO pin is not set", error))
+        return false;
+    if (direction != GPIO_DIRECTION_OUT) {
+        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
+                            "DIO pin should be set to output");
+        return false;
+    }
+    return zolv_helper_set_sysfs_gpio_value(pin, state, error);
 }
 
 static gboolean
@@ -171,14 +184,7 @@ dio_set_state(ZolvDIO *self, guint state, GError **error)
 {
     const ZolvDIOPrivate *priv = self->priv;
 
-    if (!check_pin_defined(priv, "DIO pin is not set", error))
-        return FALSE;
-    if (priv->direction != GPIO_DIRECTION_OUT) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "DIO pin should be set to output");
-        return FALSE;
-    }
-    return zolv_helper_set_sysfs_gpio_value(priv->pin, state, error);
+    return zolv::drive_dio(priv->pin_defined, priv->direction, priv->pin, state, error);
 }
 
 static gboolean
@@ -186,7 +192,7 @@ dio_get_state(ZolvDIO *self, guint *state, GError **error)
 {
     const ZolvDIOPrivate *priv = self->priv;
 
-    if (!check_pin_defined(priv, "DIO pin is not set", error))
+    if (!zolv::check_dio_defined(priv->pin_defined, "DIO pin is not set", error))
         return FALSE;
     if (zolv_helper_get_sysfs_gpio_value(priv->pin, state, nullptr))
         return TRUE;
@@ -208,7 +214,7 @@ dio_get_direction(ZolvDIO *self, guint *direction, GError **error)
 {
     const ZolvDIOPrivate *priv = self->priv;
 
-    return check_pin_defined(priv, "DIO GPIO pin is not set", error) &&
+    return zolv::check_dio_defined(priv->pin_defined, "DIO GPIO pin is not set", error) &&
            zolv_helper_get_sysfs_gpio_direction(priv->pin, direction, error);
 }
 
