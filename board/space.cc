@@ -42,7 +42,7 @@ mount_or_throw(const char *source, const std::string &target, const char *type, 
 }
 
 void
-bind(const std::string &source, const std::string &target)
+bind_mount(const std::string &source, const std::string &target)
 {
     mount_or_throw(source.c_str(), target, nullptr, MS_BIND | MS_REC);
 }
@@ -91,18 +91,18 @@ shadow(const fs::path &path, const std::string &stage)
         fs::create_directories(beside / part);
         link_entries(above.parent_path(), beside, above.parent_path());
     }
-    bind(path, kept);
+    bind_mount(path, kept);
     fs::create_directories(fresh);
     mount_or_throw("board", fresh, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755");
     link_entries(path, fresh, "/run/board" + path.string());
-    bind(fresh, path);
+    bind_mount(fresh, path);
 }
 
 void
 fill_dev(const std::string &dev)
 {
     for (const char *name : {"null", "zero", "full", "random", "urandom", "tty"})
-        bind(std::string("/dev/") + name, dev + "/" + name);
+        bind_mount(std::string("/dev/") + name, dev + "/" + name);
     mount_or_throw("devpts", dev + "/pts", "devpts", MS_NOSUID | MS_NOEXEC,
                    "newinstance,ptmxmode=0666,mode=620");
     mount_or_throw("board", dev + "/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
@@ -169,14 +169,14 @@ arrange_mounts(const std::string &directory)
     write_text("/etc/fw_env.config", directory + "/env.bin 0x0000 0x4000\n");
     fs::remove("/etc/tarvel");
     fs::create_directory("/etc/tarvel");
-    bind(directory + "/tarvel", "/etc/tarvel");
+    bind_mount(directory + "/tarvel", "/etc/tarvel");
 
     fs::path plugins = fs::path(plugin_parent) / "tarvelperimond";
     if (!fs::is_directory(plugins)) {
         shadow(fs::is_directory(plugin_parent) ? plugin_parent : "/usr/lib", stage);
         fs::create_directories(plugins);
     }
-    bind(directory + "/plugins", plugins);
+    bind_mount(directory + "/plugins", plugins);
 
     /* The kernel's modules are the host's affair: the request is noted, nothing is loaded. */
     shadow("/usr/sbin", stage);
@@ -188,9 +188,9 @@ arrange_mounts(const std::string &directory)
 
     if (fs::is_directory("/media"))
         mount_or_throw("board", "/media", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755");
-    bind(run, "/run");
-    bind(stage + "/files/sys", "/sys");
-    bind(stage + "/files/dev", "/dev");
+    bind_mount(run, "/run");
+    bind_mount(stage + "/files/sys", "/sys");
+    bind_mount(stage + "/files/dev", "/dev");
     /* Where the host shows only part of /proc, a new one is not allowed: the host's will do. */
     (void)mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
     (void)umount2(stage.c_str(), MNT_DETACH);

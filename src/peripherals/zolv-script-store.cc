@@ -347,7 +347,7 @@ zolv::ScriptStore::list(std::vector<Link> &links, GError **error) const
         std::string name = g_file_info_get_name(info);
         if (target == nullptr || !g_str_has_suffix(name.c_str(), kind_.suffix))
             continue;
-        name.resize(name.size() - strlen(kind_.suffix));
+        name.erase(name.size() - strlen(kind_.suffix));
         links.push_back({std::move(name), target});
     }
     return false;
