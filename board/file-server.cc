@@ -7,9 +7,13 @@
 #include <fcntl.h>
 #include <fuse_lowlevel.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace board {
 
@@ -32,6 +36,14 @@ stat_of(const Node &node)
     status.st_size = static_cast<off_t>(node.size());
     status.st_blksize = 4096;
     return status;
+}
+
+/* How long the kernel may keep a name and its attributes, in seconds. */
+double
+lifetime_of(const Node &node)
+{
+    auto *directory = dynamic_cast<const Directory *>(&node);
+    return directory != nullptr && directory->lasting() ? 1e9 : 0;
 }
 
 OpenFile &
@@ -143,6 +155,7 @@ reply_entry(fuse_req_t request, const std::shared_ptr<Node> &node)
     entry.ino = server_of(request).remember(node);
     entry.generation = 1;
     entry.attr = stat_of(*node);
+    entry.entry_timeout = entry.attr_timeout = lifetime_of(*node);
     fuse_reply_entry(request, &entry);
 }
 
@@ -184,7 +197,7 @@ op_getattr(fuse_req_t request, fuse_ino_t inode, fuse_file_info *)
         return;
     }
     struct stat status = stat_of(*node);
-    fuse_reply_attr(request, &status, 0);
+    fuse_reply_attr(request, &status, lifetime_of(*node));
 }
 
 void
@@ -508,6 +521,45 @@ FileServer::mount(const std::string &path)
         return false;
     loop_.watch(fd, [this] { receive(); });
     return true;
+}
+
+void
+FileServer::forget_names(const std::string &pattern, const Loop::Job &done)
+{
+    std::vector<std::pair<std::uint64_t, std::string>> names;
+
+    for (const auto &[inode, known] : known_) {
+        const std::string &path = known.node->path();
+        std::size_t slash = path.rfind('/');
+
+        if (lifetime_of(*known.node) == 0 ||
+            (path != pattern && !path_matches(pattern, path) &&
+             !path_matches(pattern, known.node->alias())))
+            continue;
+        auto parent = root_->resolve(path.substr(0, slash));
+        if (parent)
+            names.emplace_back(parent == root_ ? FUSE_ROOT_ID : inode_of(*parent),
+                               path.substr(slash + 1));
+    }
+    if (names.empty()) {
+        done();
+        return;
+    }
+    /* The kernel waits for whoever is looking something up in the parent, and they wait for the
+     * loop. */
+    int finished = eventfd(0, EFD_CLOEXEC);
+    auto notifier =
+        std::make_shared<std::thread>([session = session_, names = std::move(names), finished] {
+            for (const auto &[parent, name] : names)
+                fuse_lowlevel_notify_inval_entry(session, parent, name.c_str(), name.size());
+            (void)eventfd_write(finished, 1);
+        });
+    loop_.watch(finished, [this, notifier, finished, done] {
+        notifier->join();
+        loop_.unwatch(finished);
+        close(finished);
+        done();
+    });
 }
 
 void

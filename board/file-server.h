@@ -11,7 +11,8 @@ struct fuse_session;
 namespace board {
 
 /* Serves a tree of files to the kernel through FUSE, and is the place where accesses are recorded
- * and faults strike. Nothing is cached by the kernel: every access arrives here. */
+ * and faults strike. The kernel caches the names of lasting folders, which are three quarters of
+ * what it would ask for, and nothing else: every access arrives here. */
 class FileServer {
   public:
     FileServer(Loop &loop, Record &record, Faults &faults);
@@ -28,6 +29,9 @@ class FileServer {
 
     /* Mounts the tree on @path; false with errno set when that is not possible. */
     bool mount(const std::string &path);
+    /* Has the kernel look again for the lasting folders whose path matches @pattern, or is it; @done
+     * runs when it will. */
+    void forget_names(const std::string &pattern, const Loop::Job &done);
 
     /* Used by the operations. */
     std::shared_ptr<Node> node(std::uint64_t inode) const;

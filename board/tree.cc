@@ -126,6 +126,7 @@ Directory::make(std::string_view path)
 
         if (!next) {
             next = std::make_shared<Directory>();
+            next->lasting_ = true;
             here->add(part, next);
         }
         here = next;

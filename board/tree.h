@@ -88,6 +88,8 @@ class Directory : public Node {
     std::shared_ptr<Node> remove(std::string_view name);
     std::shared_ptr<Node> find(std::string_view name) const;
     const Children &children() const { return children_; }
+    /* Whether it was made on the way to something else: what comes and goes by itself is added. */
+    bool lasting() const { return lasting_; }
 
     /* Paths are below this directory; leading slashes do not matter, links are followed. */
     std::shared_ptr<Node> resolve(std::string_view path);
@@ -98,6 +100,7 @@ class Directory : public Node {
 
   private:
     Children children_;
+    bool lasting_ = false;
 };
 
 class Link : public Node {

@@ -271,9 +271,10 @@ add_common_verbs(World &world)
          });
     verb("absent", "PATH", "removes a file or folder below /sys or /dev", 1,
          [&world](const Words &words, const Done &done) {
-             if (!world.files.root().drop(simulated(words[1])))
+             auto node = world.files.root().resolve(simulated(words[1]));
+             if (!world.files.root().drop(words[1]))
                  throw Refusal("there is no '" + words[1] + "'");
-             done("");
+             world.files.forget_names(node ? node->path() : words[1], [done] { done(""); });
          });
     verb("fail", "PATH OPERATION WHAT [COUNT]",
          "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
@@ -282,7 +283,10 @@ add_common_verbs(World &world)
          "any, empty or short:BYTES",
          3, [&world](const Words &words, const Done &done) {
              world.faults.add(fault_of(words));
-             done("");
+             if (world.faults.all().back().operation == "find")
+                 world.files.forget_names(words[1], [done] { done(""); });
+             else
+                 done("");
          });
     verb("heal", "[PATH]", "ends the faults of a pattern, or all", 0,
          [&world](const Words &words, const Done &done) {

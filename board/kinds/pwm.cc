@@ -131,7 +131,8 @@ add_chip(World &world, const Words &words)
                         return error;
                     if ((*channels)[index].exported)
                         return EBUSY;
-                    auto channel = home.lock()->make(channel_name(index));
+                    auto channel = std::make_shared<Directory>();
+                    home.lock()->add(channel_name(index), channel);
                     (*channels)[index].exported = true;
                     add_files(*channel, channels, index);
                     return 0;

@@ -42,6 +42,29 @@ class FaultsTest(perimond.BoardTest):
             os.readlink(link)
         self.assertTrue(os.path.islink(link))
 
+    def test_a_folder_that_was_seen_can_be_hidden_and_go(self):
+        folder = "/sys/class/gpio"
+
+        def assert_seen(seen):
+            if seen:
+                os.stat(self.world.path(folder))
+                self.world.read(VALUE)
+                return
+            for path in folder, VALUE:
+                with self.assertErrno("ENOENT"):
+                    os.stat(self.world.path(path))
+
+        assert_seen(True)
+        for pattern in folder, "/sys/cl*io":
+            self.world.do("fail", pattern, "find", "ENOENT")
+            assert_seen(False)
+            self.world.do("heal")
+            assert_seen(True)
+        # What is open there stays open, and the next one is not found.
+        with open(self.world.path(VALUE)):
+            self.world.do("absent", folder)
+            assert_seen(False)
+
     def test_a_fault_may_last_for_a_count(self):
         self.world.do("fail", VALUE, "read", "EIO", 2)
         for _ in range(2):
