@@ -8,7 +8,7 @@ import gi
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
 
-from .world import scaled  # noqa: E402
+from .world import scaled, wait_until  # noqa: E402
 
 NAME = "com.tarvel.Perimond"
 ROOT = "/com/tarvel/Perimond"
@@ -99,14 +99,14 @@ class Recorder:
 
     def wait_for(self, condition, what, seconds=5):
         """Handles signals until condition() is true."""
-        deadline = time.monotonic() + scaled(seconds)
-        context = GLib.MainContext.default()
-        while not condition():
-            if time.monotonic() > deadline:
-                raise AssertionError(f"not within {scaled(seconds)} s: {what}; "
-                                     f"signals so far: {self.events}")
-            if not context.iteration(False):
-                time.sleep(0.002)
+        def holds():
+            while not (held := condition()) and GLib.MainContext.default().iteration(False):
+                pass
+            return held
+        try:
+            wait_until(holds, what, seconds)
+        except AssertionError as late:
+            raise AssertionError(f"{late}; signals so far: {self.events}") from None
 
     def expect(self, events, seconds=5):
         """The next signals are these; they are forgotten then."""
@@ -117,10 +117,9 @@ class Recorder:
 
     def expect_none(self, seconds=0.3):
         """No signal arrives in that time."""
-        end = time.monotonic() + scaled(seconds)
-        while time.monotonic() < end:
-            if not GLib.MainContext.default().iteration(False):
-                time.sleep(0.002)
+        time.sleep(scaled(seconds))
+        while GLib.MainContext.default().iteration(False):
+            pass
         if self.events:
             raise AssertionError(f"unexpected signals: {self.events}")
 
