@@ -22,6 +22,7 @@ from gi.repository import Gio, GLib
 from emuboard.common import Folder
 from emuboard.machine import Board
 from emuboard.verbs import do
+from journal import Journal
 from perimond.bus import ERRORS, BusObject, Recorder
 from perimond.world import wait_until
 
@@ -44,6 +45,7 @@ class BoardTest(unittest.TestCase):
         cls.board.start(cls.computer, disk=cls.disk)
         cls.addClassCleanup(cls.board.cut)
         cls._connections = {}
+        cls.followed = None  # its journal
         if cls.debug:
             cls.board.call(f"mkdir -p /run/systemd/system/{UNIT}.d && printf '[Service]\\n"
                            "Environment=LOG_LEVEL=DEBUG\\n' >"
@@ -82,36 +84,34 @@ class BoardTest(unittest.TestCase):
 
     @classmethod
     def started_since(cls, mark):
-        wait_until(lambda: STARTED in cls.lines_since(mark), "the daemon starts", 30)
-        return cls.lines_since(mark)
+        return cls.wait_lines(mark, lambda lines: STARTED in lines, "the daemon starts")
 
     # The journal
 
     @classmethod
     def mark(cls):
-        """A place in the journal."""
-        cls.board.call("journalctl --sync")
-        return cls.board.call("journalctl -n 1 --show-cursor -q -o cat | tail -n 1").split(": ")[1]
-
-    @classmethod
-    def journal(cls, *words):
-        """Journal entries as dictionaries."""
-        text = cls.board.call(f"journalctl --sync; journalctl -o json --no-pager {shlex.join(words)}")
-        return [json.loads(line) for line in text.splitlines()]
+        """A place in the journal, behind all that was written until now."""
+        if not cls.followed:
+            cls.followed = Journal(cls.board)
+        return cls.followed.mark()
 
     @classmethod
     def lines_since(cls, mark):
-        """The daemon's own lines, as it wrote them."""
-        # Not -u: journalctl would pass over the first entry when the mark is not of that unit.
-        return [text for entry in cls.journal(f"--after-cursor={mark}")
-                if entry.get("_COMM") == "tarvelperimond"
-                for text in cls.message(entry).splitlines()]
+        """All lines that the daemon has written since the mark."""
+        cls.mark()
+        return cls.followed.lines(mark)
 
-    @staticmethod
-    def message(entry):
-        text = entry["MESSAGE"]
-        # What is no plain text comes as a list of bytes.
-        return text if isinstance(text, str) else bytes(text or []).decode(errors="replace")
+    @classmethod
+    def wait_lines(cls, mark, condition, what):
+        """Waits until the daemon's lines since the mark are as they should be; returns them."""
+        wait_until(lambda: condition(cls.followed.lines(mark)), what, 30)
+        return cls.followed.lines(mark)
+
+    @classmethod
+    def journal(cls, *words):
+        """Journal entries as dictionaries, by journalctl's own choice."""
+        text = cls.board.call(f"journalctl --sync; journalctl -o json --no-pager {shlex.join(words)}")
+        return [json.loads(line) for line in text.splitlines()]
 
     @contextlib.contextmanager
     def log(self, containing=""):

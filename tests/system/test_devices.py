@@ -5,7 +5,6 @@ import re
 import unittest
 
 from boardtest import BoardTest
-from perimond.world import wait_until
 
 EVENT = re.compile(r"<info>  \[Board\] (\S+) (\S+) '(.*)'")
 
@@ -13,6 +12,12 @@ EVENT = re.compile(r"<info>  \[Board\] (\S+) (\S+) '(.*)'")
 def events(lines):
     """The events that the plugin's handler was given, as (action, subsystem, name)."""
     return [match.groups() for match in map(EVENT.fullmatch, lines) if match]
+
+
+class DevicesTest(BoardTest):
+    def wait_events(self, mark, condition, what):
+        """Waits until the events since a mark are as they should be; returns them."""
+        return events(self.wait_lines(mark, lambda lines: condition(events(lines)), what))
 
 
 class ScanTest(BoardTest):
@@ -30,7 +35,7 @@ class ScanTest(BoardTest):
             seen.elements()), wanted)
 
 
-class HotPlugTest(BoardTest):
+class HotPlugTest(DevicesTest):
     SUBSYSTEMS = ("usb", "usbmisc", "tty", "net", "block", "input", "mdio_bus")
 
     def test_what_udev_announces_arrives_in_its_order(self):
@@ -41,17 +46,17 @@ class HotPlugTest(BoardTest):
         for name, subsystem in devices.items():
             self.do("plug", subsystem, name)
         for subsystem in devices.values():
-            wait_until(lambda: any(event[:2] == ("add", subsystem) for event in
-                                   events(self.lines_since(mark))), f"{subsystem} appears", 30)
+            self.wait_events(mark, lambda seen: any(event[:2] == ("add", subsystem)
+                                                    for event in seen), f"{subsystem} appears")
         self.board.call("udevadm settle")
         for name in devices:
             self.do("unplug", name)
         for subsystem in devices.values():
-            wait_until(lambda: any(event[:2] == ("remove", subsystem) for event in
-                                   events(self.lines_since(mark))), f"{subsystem} goes", 30)
+            self.wait_events(mark, lambda seen: any(event[:2] == ("remove", subsystem)
+                                                    for event in seen), f"{subsystem} goes")
         self.board.call("udevadm settle")
         self.do("plug", "usb", "last")
-        wait_until(lambda: events(self.lines_since(mark))[-1][0] == "bind", "the last one", 30)
+        self.wait_events(mark, lambda seen: seen[-1][0] == "bind", "the last one")
         self.board.call("udevadm settle; sleep 0.5; pkill udevadm")
         # UDEV  [52.322623] add      /devices/.../usb1/1-2 (usb)
         announced = [(words[2], words[4].strip("()"), words[3]) for words in
@@ -68,25 +73,24 @@ class HotPlugTest(BoardTest):
         seen = [(*event[:2], paths[event].pop(0) if paths[event] else None)
                 for event in events(self.lines_since(mark))]
         self.assertEqual(sorted(map(str, seen)), sorted(map(str, announced)))
-        # udev keeps the order of a device, what it hangs on and what hangs on it. Devices that have
-        # nothing to do with each other are announced by different processes at the same time.
-        for _, _, path in announced:
-            def related(event):
-                return f"{path}/".startswith(f"{event[2]}/") or event[2].startswith(f"{path}/")
-            self.assertEqual(list(filter(related, seen)), list(filter(related, announced)))
+        # udev keeps the order of a device and what it hangs on. Devices of which neither hangs on
+        # the other are announced by different processes at the same time.
+        for path in {path for _, _, path in announced}:
+            def in_line(event):
+                return f"{path}/".startswith(f"{event[2]}/")
+            self.assertEqual(list(filter(in_line, seen)), list(filter(in_line, announced)))
 
     def test_a_device_that_comes_back_is_heard_of_each_time(self):
         for _ in range(3):
             for verb, action in (("plug", "add"), ("unplug", "remove")):
                 mark = self.mark()
                 self.do(verb, "input", "again")
-                wait_until(lambda: any(event[:2] == (action, "input") and
-                                       event[2].startswith("event")
-                                       for event in events(self.lines_since(mark))),
-                           f"{action} of the event device", 30)
+                self.wait_events(mark, lambda seen: any(
+                    event[:2] == (action, "input") and event[2].startswith("event")
+                    for event in seen), f"{action} of the event device")
 
 
-class BurstTest(BoardTest):
+class BurstTest(DevicesTest):
     COUNT = 1500
 
     def test_a_burst_of_events_loses_none_and_keeps_each_devices_order(self):
@@ -101,12 +105,14 @@ class BurstTest(BoardTest):
             "echo change > $d/uevent; echo offline > $d/uevent; n=$((n+2)); done; done",
             timeout=120)
         self.board.call("udevadm settle --timeout=120", timeout=130)
-        def seen():
-            return [event for event in events(self.lines_since(mark)) if event[1] == "tty"]
+
+        def of_ttys(seen):
+            return [event for event in seen if event[1] == "tty"]
         rounds = -(-self.COUNT // 18)
-        wait_until(lambda: len(seen()) >= rounds * 18, "every event of the burst", 60)
+        seen = self.wait_events(mark, lambda seen: len(of_ttys(seen)) >= rounds * 18,
+                                "every event of the burst")
         per_device = collections.defaultdict(list)
-        for action, _, name in seen():
+        for action, _, name in of_ttys(seen):
             per_device[name].append(action)
         self.assertEqual(dict(per_device),
                          {f"tty{n}": ["change", "offline"] * rounds for n in range(1, 10)})

@@ -8,7 +8,7 @@ from boardtest import STARTED, UNIT, BoardTest
 from gi.repository import GLib
 from interface_table import INTERFACES
 from introspection import interfaces
-from perimond.world import wait_until
+from journal import message
 
 OBJECTS = ["Button/RESET", "Button/USER", "Buzzer/ALARM", "Buzzer/TONE", "Console/CONSOLE1",
            "DIO/DI1", "DIO/DI2", "DIO/DIO1", "DIO/DO1", "DIO/DO2", "LED/ALARM", "LED/RADIO",
@@ -38,7 +38,7 @@ class BootTest(BoardTest):
         self.assertRegex(status, r"Active: active \(running\)")
 
     def test_its_lines_are_in_the_journal_in_order(self):
-        lines = [self.message(entry).rstrip("\n") for entry in self.journal("-u", UNIT)
+        lines = [message(entry).rstrip("\n") for entry in self.journal("-u", UNIT)
                  if entry.get("_COMM") == "tarvelperimond"]
         text = "\n".join(lines)
         wanted = ["<info>  [Manager] TarvelPerimond process started",
@@ -58,8 +58,8 @@ class BootTest(BoardTest):
         entries = self.journal("-b", "-p", "warning")
         # The daemon writes its level into the line; the journal takes every line as information.
         entries += [entry for entry in self.journal("-u", UNIT)
-                    if re.match("<(warn|error)", self.message(entry))]
-        texts = [f"{entry.get('SYSLOG_IDENTIFIER')}: {self.message(entry)}" for entry in entries]
+                    if re.match("<(warn|error)", message(entry))]
+        texts = [f"{entry.get('SYSLOG_IDENTIFIER')}: {message(entry)}" for entry in entries]
         self.assertEqual([text for text in texts if not any(
             re.fullmatch(pattern, text) for pattern in EXPLAINED)], [])
 
@@ -149,9 +149,9 @@ class IdentityTest(BoardTest):
         """Starts the daemon, which may end, and returns its lines."""
         mark = self.mark()
         self.systemctl("restart", "--no-block", UNIT)
-        wait_until(lambda: any(line == STARTED or "Failed to create manager" in line
-                               for line in self.lines_since(mark)), "the daemon starts or ends", 30)
-        return self.lines_since(mark)
+        return self.wait_lines(
+            mark, lambda lines: any(line == STARTED or "Failed to create manager" in line
+                                    for line in lines), "the daemon starts or ends")
 
     def test_model_and_serial_number_come_from_the_boot_environment(self):
         self.assertEqual([self.manager(name) for name in ("ModelName", "SerialNumber", "Version")],
@@ -193,19 +193,44 @@ class IdentityTest(BoardTest):
 class OtherComputerTest:
     """The other processor families: the same board with another device tree."""
 
-    def test_its_family_is_known_and_its_security_read(self):
-        self.assertEqual(self.board.call("cat /sys/devices/soc0/family"), self.family)
+    def security(self, *verb):
+        """Security after a verb and a new start; the boot environment would say that it is."""
+        self.do(*verb)
+        self.restart()
         self.assertEqual(self.bus_object("").get("ModelName"), "PERIMOND-EMU")
-        # QEMU has no part that would say more: what cannot be read is not secure.
-        self.assertIs(self.bus_object("").get("Security"), False)
+        return self.bus_object("").get("Security")
+
+    def test_its_family_is_known(self):
+        self.assertEqual(self.board.call("cat /sys/devices/soc0/family"), self.family)
+
+    def test_what_cannot_be_read_is_not_secure(self):
+        self.assertIs(self.security("env", "secure", "1"), False)
 
 
 class Am64xTest(OtherComputerTest, BoardTest):
     computer, family = "am64x", "AM64X"
 
+    def test_security_is_the_first_byte_of_the_locked_otp_area(self):
+        self.do("env", "secure", "1")
+        for lock, area, secure in (("locked", r"\xfe\x00\x00\x00", True),
+                                   ("unlocked", r"\xfe\x00\x00\x00", False),
+                                   ("locked", r"\xff\xfe\xfe\xfe", False),
+                                   ("locked", "", False)):
+            with self.subTest(lock=lock, area=area):
+                self.assertIs(self.security("otp", 0, lock, area), secure)
+        self.do("absent", "/dev/mtd0")
+
 
 class Am62xTest(OtherComputerTest, BoardTest):
     computer, family = "am62x", "AM62X"
+    FILE = "/sys/kernel/tarvel/secure"
+
+    def test_security_is_the_first_character_of_its_file(self):
+        self.do("env", "secure", "1")
+        for value, secure in ("1", True), ("0", False), ("10234", True), ("01", False):
+            with self.subTest(value):
+                self.assertIs(self.security("preset", self.FILE, value), secure)
+        self.do("absent", self.FILE)
 
 
 class PolicyTest(BoardTest):

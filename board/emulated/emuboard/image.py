@@ -12,6 +12,7 @@ import subprocess
 import zlib
 
 from .common import HERE, BoardError, Stamp, run, say, word_list
+from .modules import build_modules
 from .packages import Packages, lists, unpack
 
 # What a board that lives for seconds does without. logind is left out for another reason: it obeys
@@ -92,14 +93,14 @@ class Image:
             packages.update()
         wanted, left_out = lists("image")
         files = packages.fetch("the image", wanted, left_out)
-        kernel = packages.fetch_newest("linux-image-arm64")
-        stamp = Stamp(self.cpio, [file.name for file in [*files, kernel]],
-                      HERE / "image/root", HERE / "image/modules",
+        kernel, headers = packages.fetch_kernel()
+        stamp = Stamp(self.cpio, [file.name for file in [*files, kernel, *headers]],
+                      HERE / "image/root", HERE / "image/modules", HERE / "modules",
                       HERE / "agent.c", pathlib.Path(__file__))
         if not stamp.fits():
             say("board: making the image")
             unpack(files, self.root)
-            self._add_kernel(kernel)
+            self._add_kernel(kernel, headers)
             self._configure()
             archive(self.root, self.cpio)
             with open(self.top / "disk.img", "wb") as disk:
@@ -108,7 +109,7 @@ class Image:
             stamp.set()
         self._device_trees()
 
-    def _add_kernel(self, package):
+    def _add_kernel(self, package, headers):
         tree = self.top / "kernel"
         shutil.rmtree(tree, ignore_errors=True)
         run(["dpkg-deb", "-x", package, tree])
@@ -125,6 +126,8 @@ class Image:
             target = self.root / "usr" / pathlib.Path(module).relative_to(tree)
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copyfile(module, target)
+        build_modules(headers, version, self.top / "modules",
+                      self.root / "usr/lib/modules" / version / "extra")
         for name in "modules.order", "modules.builtin", "modules.builtin.modinfo":
             shutil.copyfile(tree / "lib/modules" / version / name,
                             self.root / "usr/lib/modules" / version / name)

@@ -11,16 +11,23 @@ from .common import BoardError
 def connect(folder, name, timeout=10):
     """Connects to a socket in @folder, however long the folder's path is."""
     handle = os.open(folder, os.O_PATH)
-    connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-    connection.settimeout(timeout)
+    # A socket has its name a moment before it listens.
+    deadline = time.monotonic() + 1
     try:
-        connection.connect(f"/proc/self/fd/{handle}/{name}")
-    except OSError as error:
-        connection.close()
-        raise BoardError(f"No board runs in {folder} ({error.strerror or error})") from None
+        while True:
+            connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+            connection.settimeout(timeout)
+            try:
+                connection.connect(f"/proc/self/fd/{handle}/{name}")
+                return connection
+            except OSError as error:
+                connection.close()
+                if not isinstance(error, ConnectionRefusedError) or time.monotonic() > deadline:
+                    raise BoardError(
+                        f"No board runs in {folder} ({error.strerror or error})") from None
+            time.sleep(0.01)
     finally:
         os.close(handle)
-    return connection
 
 
 class LineReader:

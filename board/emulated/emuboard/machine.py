@@ -17,9 +17,11 @@ import tty
 from .common import HERE, BoardError, digest, run
 from .lines import Lines, Monitor, connect
 
-# pauth-impdef: the architecture's own pointer authentication costs the emulation half its speed
-MACHINE = ["-M", "virt", "-cpu", "max,pauth-impdef=on", "-smp", "2", "-m", "512"]
-KERNEL_COMMAND_LINE = "console=ttyAMA0 quiet audit=0 panic=-1 cryptomgr.notests net.ifnames=0"
+# Without pointer authentication, which is emulated at each entry and end of the kernel's functions.
+MACHINE = ["-M", "virt", "-cpu", "max,pauth=off", "-smp", "2", "-m", "512"]
+# norandmaps: a library at the same address in every process is translated once, not once for each.
+KERNEL_COMMAND_LINE = ("console=ttyAMA0 quiet audit=0 panic=-1 cryptomgr.notests net.ifnames=0 "
+                       "norandmaps")
 
 # The lines of the buttons, low while pressed
 BUTTONS = {"reset": 8, "user": 9}
@@ -70,7 +72,8 @@ class Board:
             self.wait_settled()
             if not bare:
                 self.wait_started()
-            if not cold:
+            # The board has read a little of its disk and would take that for another disk's.
+            if not cold and not disk:
                 self._save(snapshot)
         return booted
 
@@ -160,7 +163,7 @@ class Board:
         """QEMU's command line, in the board's folder; a snapshot fits only the same line."""
         image = self.folder.image
         initrd = image / "board.cpio" if setup["bare"] else self.folder.product / "initrd"
-        command = ["qemu-system-aarch64", *MACHINE, "-accel", "tcg,thread=multi,tb-size=256",
+        command = ["qemu-system-aarch64", *MACHINE, "-accel", "tcg,thread=multi,tb-size=1024",
                    "-nodefaults", "-display", "none", "-no-reboot", "-kernel", image / "vmlinuz",
                    "-initrd", initrd, "-append", KERNEL_COMMAND_LINE,
                    "-dtb", image / f"{setup['computer']}.dtb", "-serial", "file:serial.log",
@@ -207,26 +210,35 @@ class Board:
 
     def run(self, command, input=b"", timeout=60):
         """Runs a shell command on the board as root."""
+        parts = {"o": bytearray(), "e": bytearray()}
+        for kind, part in self._execute(command, input, timeout):
+            if kind == "x":
+                return Result(struct.unpack("<I", part)[0],
+                              parts["o"].decode(errors="replace"),
+                              parts["e"].decode(errors="replace"))
+            parts[kind] += part
+
+    def follow(self, command):
+        """Yields each line that a command prints, as it prints it; closing the generator ends the
+        command."""
+        pending = b""
+        for kind, part in self._execute(command, b"", None):
+            if kind == "o":
+                *lines, pending = (pending + part).split(b"\n")
+                for line in lines:
+                    yield line.decode(errors="replace")
+
+    def _execute(self, command, input, timeout):
+        """Runs a command and yields its output ("o"), its errors ("e") and last its status ("x")
+        as they come; without a timeout it may take for ever."""
         command = command.encode()
-        control = self._control(timeout)
-        with control:
+        deadline = timeout and time.monotonic() + timeout
+        with self._control(timeout or 60) as control:
             control.sendall(b"run %d %d\n" % (len(command), len(input)) + command + input)
             data = bytearray()
-            parts = {ord("o"): bytearray(), ord("e"): bytearray()}
-            deadline = time.monotonic() + timeout
-            while True:
-                while len(data) >= 5:
-                    kind, length = struct.unpack_from("<BI", data)
-                    if len(data) < 5 + length:
-                        break
-                    part = data[5:5 + length]
-                    del data[:5 + length]
-                    if kind == ord("x"):
-                        return Result(struct.unpack("<I", part)[0],
-                                      parts[ord("o")].decode(errors="replace"),
-                                      parts[ord("e")].decode(errors="replace"))
-                    parts[kind] += part
-                control.settimeout(max(0.01, deadline - time.monotonic()))
+            kind = None
+            while kind != "x":
+                control.settimeout(deadline and max(0.01, deadline - time.monotonic()))
                 try:
                     more = control.recv(65536)
                 except TimeoutError:
@@ -234,6 +246,13 @@ class Board:
                 if not more:
                     raise BoardError(f"the board ended during: {command.decode()}")
                 data += more
+                while len(data) >= 5:
+                    head, length = struct.unpack_from("<BI", data)
+                    if len(data) < 5 + length:
+                        break
+                    kind, part = chr(head), bytes(data[5:5 + length])
+                    del data[:5 + length]
+                    yield kind, part
 
     def call(self, command, input=b"", timeout=60):
         """Runs a command that must succeed; returns what it printed, without the last newline."""
@@ -324,6 +343,16 @@ class Board:
     def read(self, line):
         """The level on a line as a meter would show it."""
         return self.lines.output(line) if self.lines.is_output(line) else self.lines.input(line)
+
+    def load(self, module, **parameters):
+        """Loads one of the board's own kernel modules, in place of itself if it is there."""
+        self.unload(module)
+        words = " ".join(shlex.quote(f"{name}={value}") for name, value in parameters.items())
+        self.call(f"modprobe {module} {words}")
+
+    def unload(self, module):
+        """Removes one of the board's own kernel modules, if it is there."""
+        self.call(f"modprobe -r {module}")
 
     def hold(self, button):
         self.turn(self._button(button), 0)

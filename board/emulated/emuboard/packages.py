@@ -18,13 +18,15 @@ EXCLUDED = ["./usr/share/doc", "./usr/share/man", "./usr/share/info", "./usr/sha
 
 
 class Packages:
-    def __init__(self, folder, architecture="arm64"):
+    def __init__(self, folder):
         self.top = folder.packages
         self.files = self.top / "files"
         self.known = self.top / "resolved.json"
         self.index = self.top / "state/is-there"
-        self.options = ["-q", "-o", f"APT::Architecture={architecture}",
-                        "-o", f"APT::Architectures={architecture}",
+        # This machine's own architecture is for the tools that build kernel modules.
+        self.own = run(["dpkg", "--print-architecture"]).strip()
+        self.options = ["-q", "-o", "APT::Architecture=arm64",
+                        "-o", f"APT::Architectures=arm64,{self.own}",
                         "-o", f"Dir::State={self.top}/state",
                         "-o", f"Dir::State::status={self.top}/state/status",
                         "-o", f"Dir::Cache={self.top}/state",
@@ -71,15 +73,27 @@ class Packages:
 
         return self._fetch(key, purpose, choose)
 
-    def fetch_newest(self, package):
-        """Returns the package that the always newest @package stands for, without dependencies."""
-        def choose():
-            for line in run(["apt-cache", *self.options, "depends", package]).splitlines():
-                if line.strip().startswith("Depends:"):
-                    return [line.split()[1]]
-            raise BoardError(f"{package} is not in the package index")
+    def fetch_kernel(self):
+        """Returns the newest kernel's package, and those that its modules are built with: headers,
+        headers that all architectures share, and tools that run on this machine."""
+        def depends(package):
+            return [line.split()[1] for line in
+                    run(["apt-cache", *self.options, "depends", package]).splitlines()
+                    if line.strip().startswith("Depends:")]
 
-        return self._fetch(package, package, choose)[0]
+        def choose():
+            kernel = next(iter(depends("linux-image-arm64")), None)
+            if kernel is None:
+                raise BoardError("linux-image-arm64 is not in the package index")
+            headers = kernel.replace("image", "headers", 1)
+            needed = depends(headers)
+            common = next(name for name in needed if name.endswith("-common"))
+            tools = next(name for name in needed if name.startswith("linux-kbuild-"))
+            return [kernel, headers, common, f"{tools.split(':')[0]}:{self.own}"]
+
+        files = self._fetch("the kernel", "the kernel and its modules", choose)
+        kernel = next(file for file in files if file.name.startswith("linux-image-"))
+        return kernel, [file for file in files if file != kernel]
 
     def _fetch(self, key, purpose, choose):
         names = self.resolved.get(key)
@@ -103,7 +117,8 @@ class Packages:
         uris = run(["apt-get", *self.options, "--print-uris", "download", *chosen])
         names = [line.split()[1] for line in uris.splitlines() if line.startswith("'")]
         absent = {name.split("_")[0] for name in names if not (self.files / name).exists()}
-        missing = [package for package in chosen if package.split("=")[0] in absent]
+        missing = [package for package in chosen
+                   if package.split("=")[0].split(":")[0] in absent]
         if missing:
             say(f"board: fetching {len(missing)} packages for {purpose}")
             run(["apt-get", *self.options, "-o", "Acquire::Retries=2", "download", *missing],

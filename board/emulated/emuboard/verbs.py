@@ -1,6 +1,7 @@
 """The verbs that act on a board while it runs. Those that the simulated board has as well have the
 same words and the same output there, so that a scenario runs on both."""
 
+import re
 import shlex
 import time
 
@@ -73,6 +74,41 @@ def unenv(board, name):
     board.call(f"fw_setenv {shlex.quote(name)}")
 
 
+def unescape(text):
+    """The bytes that C escapes stand for, as the simulated board reads them."""
+    def character(match):
+        code = match[1]
+        if len(code) > 1:
+            return bytes.fromhex(code[1:].decode())
+        return {b"n": b"\n", b"t": b"\t"}.get(code, code)
+    return re.sub(rb"(?s)\\(x[0-9a-fA-F]{2}|.)", character, text.encode())
+
+
+def otp(board, flash, lock, data):
+    if flash != "0":
+        raise BoardError("the board has one flash, number 0")
+    if lock not in ("locked", "unlocked"):
+        raise BoardError("an OTP area is locked or unlocked")
+    board.load(MADE_FILES["/dev/mtd0"], area=unescape(data).hex(), locked=int(lock == "locked"))
+
+
+# Files of parts that QEMU lacks, and the kernel modules that make them
+SECURE_FILE = "/sys/kernel/tarvel/secure"
+MADE_FILES = {SECURE_FILE: "secure-file", "/dev/mtd0": "otp-flash"}
+
+
+def preset(board, path, value):
+    if path != SECURE_FILE:
+        raise BoardError(f"only {SECURE_FILE} can be preset")
+    board.load(MADE_FILES[path], value=value)
+
+
+def absent(board, path):
+    if path not in MADE_FILES:
+        raise BoardError(f"only {' and '.join(MADE_FILES)} can be made absent")
+    board.unload(MADE_FILES[path])
+
+
 def led(board, name=None):
     where = "/sys/class/leds"
     names = [name] if name else board.call(f"ls {where}").split()
@@ -105,6 +141,10 @@ VERBS = {
     "plug": (plug, "SUBSYSTEM NAME [IMAGE]",
              f"plugs in a device ({', '.join(PLUGGED)}); a block device can have an image"),
     "unplug": (unplug, "[SUBSYSTEM] NAME", "pulls it out again"),
+    "otp": (otp, "NUMBER locked|unlocked DATA",
+            "puts flash device /dev/mtd0 with that user OTP area; DATA takes C escapes"),
+    "preset": (preset, "PATH VALUE", f"puts the file {SECURE_FILE} with a line of text"),
+    "absent": (absent, "PATH", f"removes {' or '.join(MADE_FILES)}"),
     "env": (env, "[NAME [VALUE]]", "prints the boot environment or a variable of it, or sets one"),
     "unenv": (unenv, "NAME", "removes a variable of the boot environment"),
     "led": (led, "[NAME]", "prints an LED's trigger and brightness, or those of all"),
