@@ -64,7 +64,7 @@ def make_disk():
 class DaemonTests(BoardTest):
     """One method for each of the files."""
 
-    FILES = [TESTS / f"test_{name}.py" for name in ("interface", "led", "led_services", "lifecycle",
+    FILES = [TESTS / f"test_{name}.py" for name in ("interface", "led", "lifecycle",
              "model", "registry", "security", "settings", "uevents")]
 
     @classmethod

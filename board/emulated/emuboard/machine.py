@@ -192,7 +192,7 @@ class Board:
 
     def _save(self, path):
         path.parent.mkdir(parents=True, exist_ok=True)
-        part = path.with_name(path.name + ".part")
+        part = path.with_name(f"{path.name}.{self.top.name}.part")  # another board may save it, too
         self.monitor.ask("stop")
         self.monitor.ask("migrate", uri=f"exec:zstd -1 -q > {shlex.quote(str(part))}")
         while (state := self.monitor.ask("query-migrate").get("status")) != "completed":
