@@ -532,9 +532,8 @@ FileServer::forget_names(const std::string &pattern, const Loop::Job &done)
         const std::string &path = known.node->path();
         std::size_t slash = path.rfind('/');
 
-        if (lifetime_of(*known.node) == 0 ||
-            (path != pattern && !path_matches(pattern, path) &&
-             !path_matches(pattern, known.node->alias())))
+        if (lifetime_of(*known.node) == 0 || (path != pattern && !path_matches(pattern, path) &&
+                                              !path_matches(pattern, known.node->alias())))
             continue;
         auto parent = root_->resolve(path.substr(0, slash));
         if (parent)

@@ -29,8 +29,8 @@ class FileServer {
 
     /* Mounts the tree on @path; false with errno set when that is not possible. */
     bool mount(const std::string &path);
-    /* Has the kernel look again for the lasting folders whose path matches @pattern, or is it; @done
-     * runs when it will. */
+    /* Has the kernel look again for the lasting folders whose path matches @pattern, or is it;
+     * @done runs when it will. */
     void forget_names(const std::string &pattern, const Loop::Job &done);
 
     /* Used by the operations. */

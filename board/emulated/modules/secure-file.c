@@ -14,29 +14,32 @@ MODULE_PARM_DESC(value, "what the file holds; a newline follows");
 
 static struct kobject *folder;
 
-static ssize_t secure_show(struct kobject *object, struct kobj_attribute *attribute, char *buffer)
+static ssize_t
+secure_show(struct kobject *object, struct kobj_attribute *attribute, char *buffer)
 {
-	return sysfs_emit(buffer, "%s\n", value);
+    return sysfs_emit(buffer, "%s\n", value);
 }
 
 static struct kobj_attribute secure = __ATTR_RO(secure);
 
-static int __init secure_file_init(void)
+static int __init
+secure_file_init(void)
 {
-	int error;
+    int error;
 
-	folder = kobject_create_and_add("tarvel", kernel_kobj);
-	if (!folder)
-		return -ENOMEM;
-	error = sysfs_create_file(folder, &secure.attr);
-	if (error)
-		kobject_put(folder);
-	return error;
+    folder = kobject_create_and_add("tarvel", kernel_kobj);
+    if (!folder)
+        return -ENOMEM;
+    error = sysfs_create_file(folder, &secure.attr);
+    if (error)
+        kobject_put(folder);
+    return error;
 }
 
-static void __exit secure_file_exit(void)
+static void __exit
+secure_file_exit(void)
 {
-	kobject_put(folder);
+    kobject_put(folder);
 }
 
 module_init(secure_file_init);
