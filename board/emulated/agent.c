@@ -3,7 +3,7 @@
  * One virtio serial port carries many channels, each a small conversation that the host opens:
  * a command with its output and status, a connection to the system bus as a given user, or a
  * shell on a terminal. Every channel is served by a process of its own behind a socket pair, so
- * that a channel can neither block nor outlive the others.
+ * that what goes wrong in one ends that one.
  *
  * On the line: little-endian channel number, length, then that many bytes; length 0 closes. */
 

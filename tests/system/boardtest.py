@@ -21,14 +21,24 @@ from gi.repository import Gio, GLib
 
 from emuboard.common import Folder
 from emuboard.machine import Board
+from emuboard.product import Product
 from emuboard.verbs import do
 from journal import Journal
-from perimond.bus import ERRORS, BusObject, Recorder
+from perimond.bus import ERRORS, NAME, BusObject, Recorder
 from perimond.world import wait_until
 
 UNIT = "tarvelperimond.service"
 STARTED = "<info>  [Manager] TarvelPerimond Started"
+PLUGIN = "/usr/lib/aarch64-linux-gnu/tarvelperimond/libzolv-model-perimond-emu.so"
+BOARDS = ("test", "cut0", "cut1")  # the names of all that the tests start
 FOLDER = Folder(os.environ.get("BOARD_DIR", HERE.parents[1] / "build-board"))
+
+
+def install_plugin(board, source):
+    """Compiles a model plugin of one file and puts it on the board in the place of its own."""
+    library = board.top / "plugin.so"
+    Product(FOLDER).compile_plugin(source, library)
+    board.put(PLUGIN, library.read_bytes())
 
 
 class BoardTest(unittest.TestCase):
@@ -37,20 +47,14 @@ class BoardTest(unittest.TestCase):
     maxDiff = None
     computer = "imx8mp"
     disk = None
-    debug = False  # whether the daemon is started again with its debug messages
 
     @classmethod
     def setUpClass(cls):
         cls.board = Board(FOLDER, "test")
-        cls.board.start(cls.computer, disk=cls.disk)
         cls.addClassCleanup(cls.board.cut)
+        cls.board.start(cls.computer, disk=cls.disk)
         cls._connections = {}
         cls.followed = None  # its journal
-        if cls.debug:
-            cls.board.call(f"mkdir -p /run/systemd/system/{UNIT}.d && printf '[Service]\\n"
-                           "Environment=LOG_LEVEL=DEBUG\\n' >"
-                           f"/run/systemd/system/{UNIT}.d/debug.conf && systemctl daemon-reload")
-            cls.restart()
 
     def run(self, result=None):
         before = len(result.failures) + len(result.errors)
@@ -85,6 +89,11 @@ class BoardTest(unittest.TestCase):
     @classmethod
     def started_since(cls, mark):
         return cls.wait_lines(mark, lambda lines: STARTED in lines, "the daemon starts")
+
+    @classmethod
+    def install_plugin(cls, source):
+        """Puts another model plugin in the place of the board's own."""
+        install_plugin(cls.board, source)
 
     # The journal
 
@@ -133,9 +142,9 @@ class BoardTest(unittest.TestCase):
                 | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
         return self._connections[user]
 
-    def bus_object(self, identifier, user="root"):
+    def bus_object(self, identifier, user="root", name=NAME):
         """The object LED/SYS as @user sees it; the manager is the empty identifier."""
-        return BusObject(self.bus(user), identifier)
+        return BusObject(self.bus(user), identifier, name)
 
     def objects(self):
         """The identifiers of all objects on the bus, sorted."""
@@ -165,16 +174,20 @@ class BoardTest(unittest.TestCase):
         wait_until(lambda: self.board.read(line) == level, f"line {line} goes to {level}", seconds)
 
     def changes(self, line, count, seconds=30):
-        """The next @count changes of a line, as (new level, seconds that it then held)."""
+        """The next @count changes of a line, as (new level, least and most seconds that it then
+        held): a change lies somewhere between two looks at the line."""
         read = self.board.lines.output
-        end = time.monotonic() + seconds
-        level, at, seen = read(line), None, []
+        before = time.monotonic()
+        level, since, seen = read(line), None, []
+        end = before + seconds
         while len(seen) < count:
-            now = time.monotonic()
-            if now > end:
+            looked = time.monotonic()
+            if looked > end:
                 raise AssertionError(f"{len(seen)} changes of line {line} in {seconds} s")
             if read(line) != level:
-                if at is not None:
-                    seen.append((level, now - at))
-                level, at = 1 - level, now
+                after = time.monotonic()
+                if since is not None:
+                    seen.append((level, before - since[1], after - since[0]))
+                level, since = 1 - level, (before, after)
+            before = looked
         return seen

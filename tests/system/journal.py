@@ -44,7 +44,8 @@ class Journal:
 
     def lines(self, mark):
         """The daemon's own lines since then, as it wrote them, so far as they have arrived."""
-        return [text for entry in self.entries[mark:] if entry.get("_COMM") == "tarvelperimond"
+        return [text for entry in self.entries[mark:]
+                if entry.get("SYSLOG_IDENTIFIER") == "tarvelperimond"
                 for text in message(entry).splitlines()]
 
 

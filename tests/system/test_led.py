@@ -21,7 +21,7 @@ class ClassLedTest(BoardTest):
         led.SetState(2)
         self.assertEqual(self.do("led", "sys").split()[0], "heartbeat")
         self.assertEqual(led.GetState(), 2)
-        self.assertEqual({level for level, _ in self.changes(SYS, 4)}, {0, 1})
+        self.assertEqual({level for level, *_ in self.changes(SYS, 4)}, {0, 1})
         led.SetState(0)
         self.assertEqual(self.do("led", "sys"), "none 0\n")
         self.assertEqual(self.board.read(SYS), 0)
@@ -67,26 +67,26 @@ class GpioLedTest(BoardTest):
         self.assertEqual(led.GetState(), 2)
         seen = self.changes(ALARM, 16)
         first = max(range(4), key=lambda place: seen[place][1]) + 1  # after the longest hold
-        for place, (level, seconds) in enumerate(seen[first:]):
+        for place, (level, _, most) in enumerate(seen[first:]):
             wanted_level, wanted = HEARTBEAT[place % 4]
             self.assertEqual(level, wanted_level)
             # The emulated processor may be late, but the LED is never early.
-            self.assertGreater(seconds, wanted - 0.03, f"hold {place % 4 + 1}")
+            self.assertGreater(most, wanted - 0.01, f"hold {place % 4 + 1}")
         for hold, (_, wanted) in enumerate(HEARTBEAT):
-            holds = sorted(seconds for _, seconds in seen[first + hold::4])
-            self.assertLess(holds[0], wanted + 0.06, f"hold {hold + 1}")
+            least = min(least for _, least, _ in seen[first + hold::4])
+            self.assertLess(least, wanted + 0.06, f"hold {hold + 1}")
 
     def test_leaving_the_heartbeat_does_not_wait_for_the_end_of_a_hold(self):
         led = self.bus_object("LED/ALARM")
         longest = 0
         for _ in range(4):
             led.SetState(2)
-            self.changes(ALARM, 1)
+            self.changes(ALARM, 3)  # now comes the longest hold, of 0.875 s
             began = time.monotonic()
             led.SetState(0)
             longest = max(longest, time.monotonic() - began)
             self.assertEqual(self.board.read(ALARM), 0)
-        self.assertLess(longest, 0.3)
+        self.assertLess(longest, 0.6)
 
     def test_a_line_that_starts_as_input_becomes_an_output_with_the_level_it_showed(self):
         for level in 1, 0:

@@ -19,14 +19,23 @@ class BoardError(Exception):
     """A failure with a message for the user."""
 
 
+def missing(error):
+    """The failure that a program is not there, told by what brings it."""
+    return BoardError(f"{error.filename} is missing; tools/install-packages tools/packages-board "
+                      "installs what the board needs")
+
+
 def say(text):
     print(text, file=sys.stderr, flush=True)
 
 
 def run(command, **options):
     """Runs a program whose output matters only if it fails; returns its standard output."""
-    done = subprocess.run([str(word) for word in command], text=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, **options)
+    try:
+        done = subprocess.run([str(word) for word in command], text=True, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, **options)
+    except FileNotFoundError as error:
+        raise missing(error) from None
     if done.returncode != 0:
         raise BoardError(f"{' '.join(map(str, command))[:300]}: exit status {done.returncode}\n"
                          f"{(done.stdout + done.stderr)[-3000:]}")
@@ -73,6 +82,8 @@ class Folder:
 
     def __init__(self, path):
         self.top = pathlib.Path(path).resolve()
+        # The image has programs of another system that run as their owner, the boards open sockets.
+        self.top.mkdir(mode=0o700, parents=True, exist_ok=True)
         self.packages = self.top / "packages"
         self.image = self.top / "image"
         self.sysroot = self.top / "sysroot"

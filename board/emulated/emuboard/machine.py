@@ -14,7 +14,7 @@ import termios
 import time
 import tty
 
-from .common import HERE, BoardError, digest, run
+from .common import HERE, BoardError, digest, missing, run
 from .lines import Lines, Monitor, connect
 
 # Without pointer authentication, which is emulated at each entry and end of the kernel's functions.
@@ -55,7 +55,8 @@ class Board:
     def start(self, computer="imx8mp", cold=False, bare=False, disk=None):
         """Starts the board from the snapshot of an equal board that has booted before, or boots it
         and makes that snapshot. @bare leaves the daemon out; @disk is the image behind /dev/vda,
-        an empty file system of its own else. Returns whether it booted."""
+        an empty file system of its own else; with it the board always boots. Returns whether it
+        booted."""
         self.end()
         shutil.rmtree(self.top, ignore_errors=True)
         (self.top / "media").mkdir(parents=True)
@@ -66,14 +67,15 @@ class Board:
         setup = {"computer": computer, "bare": bare}
         (self.top / "setup.json").write_text(json.dumps(setup))
         snapshot = self.folder.snapshots / self._key(setup)
-        booted = cold or not snapshot.exists()
+        # A saved board knows the size of its disk and a little of the content.
+        keeps = not cold and not disk
+        booted = not keeps or not snapshot.exists()
         self._launch(setup, None if booted else snapshot)
         if booted:
             self.wait_settled()
             if not bare:
                 self.wait_started()
-            # The board has read a little of its disk and would take that for another disk's.
-            if not cold and not disk:
+            if keeps:
                 self._save(snapshot)
         return booted
 
@@ -112,9 +114,11 @@ class Board:
         try:
             pid = int((self.top / "pid").read_text())
             command = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes()
+            folder = os.readlink(f"/proc/{pid}/cwd")
         except (OSError, ValueError):
             return None
-        return pid if b"qemu-system-aarch64" in command else None
+        # The number may have gone to another process since.
+        return pid if b"qemu-system-aarch64" in command and folder == str(self.top) else None
 
     def _wait_end(self, pid, timeout):
         for line in self._monitor, self._lines:
@@ -141,8 +145,11 @@ class Board:
         for name in "control", "agent", "qmp", "qtest":
             (self.top / name).unlink(missing_ok=True)
         with open(self.top / "qemu.log", "a") as log:
-            qemu = subprocess.Popen(command, cwd=self.top, stdin=subprocess.DEVNULL, stdout=log,
-                                    stderr=log, start_new_session=True)
+            try:
+                qemu = subprocess.Popen(command, cwd=self.top, stdin=subprocess.DEVNULL, stdout=log,
+                                        stderr=log, start_new_session=True)
+            except FileNotFoundError as error:
+                raise missing(error) from None
             (self.top / "pid").write_text(str(qemu.pid))
             while not all((self.top / name).is_socket() for name in ("agent", "qmp", "qtest")):
                 if qemu.poll() is not None:
@@ -201,7 +208,7 @@ class Board:
             time.sleep(0.02)
         self.monitor.ask("cont")
         part.rename(path)
-        # Snapshots of what has since been changed go, but not those of the other computers.
+        # Of older images and daemons few are wanted again; the three computers have one each.
         kept = sorted(path.parent.glob("booted-*"), key=lambda file: file.stat().st_mtime)
         for file in kept[:-6]:
             file.unlink()
@@ -234,6 +241,7 @@ class Board:
         command = command.encode()
         deadline = timeout and time.monotonic() + timeout
         with self._control(timeout or 60) as control:
+            control.settimeout(timeout or 60)
             control.sendall(b"run %d %d\n" % (len(command), len(input)) + command + input)
             data = bytearray()
             kind = None
@@ -266,7 +274,7 @@ class Board:
         path = shlex.quote(str(path))
         self.call(f"cat > {path} && chmod {mode:o} {path}", content)
 
-    def wait_settled(self, timeout=120):
+    def wait_settled(self, timeout=300):
         """Waits until the board has started all its services; a failed one is an error."""
         state = self.run("systemctl is-system-running --wait", timeout=timeout).out.strip()
         if state != "running":
@@ -280,6 +288,8 @@ class Board:
 
     def shell(self):
         """A shell on the board, on this terminal."""
+        if not (sys.stdin.isatty() and sys.stdout.isatty()):
+            raise BoardError("a shell needs a terminal; run executes a single command")
         size = os.get_terminal_size()
         control = self._control(60)
         control.sendall(b"shell %d %d\n" % (size.lines, size.columns))
@@ -377,7 +387,7 @@ class Board:
                 with open(image, "wb") as blank:
                     blank.truncate(16 << 20)
             self.monitor.ask("blockdev-add", node_name=f"{name}-medium", driver="raw",
-                             file={"driver": "file", "filename": str(image)})
+                             file={"driver": "file", "filename": os.path.abspath(image)})
             device["drive"] = f"{name}-medium"
         elif subsystem == "tty":
             self.monitor.ask("chardev-add", id=f"{name}-line",
@@ -386,12 +396,20 @@ class Board:
         elif subsystem == "net":
             self.monitor.ask("netdev_add", type="hubport", id=f"{name}-cable", hubid=1)
             device["netdev"] = f"{name}-cable"
-        self.monitor.ask("device_add", **device)
+        try:
+            self.monitor.ask("device_add", **device)
+        except BoardError:
+            self._take_away_behind(name)
+            raise
 
     def unplug(self, name):
         """Pulls a device out, whatever it is doing."""
         self.monitor.ask("device_del", id=name)
         self.monitor.wait_event("DEVICE_DELETED", device=name)
+        self._take_away_behind(name)
+
+    def _take_away_behind(self, name):
+        """Removes what stands behind a device that is gone."""
         for command, argument, value in (("blockdev-del", "node_name", f"{name}-medium"),
                                          ("chardev-remove", "id", f"{name}-line"),
                                          ("netdev_del", "id", f"{name}-cable")):

@@ -120,8 +120,10 @@ class Product:
         run(["systemctl", f"--root={self.installed}", "enable", "--quiet",
              "tarvelperimond.service"])
         archive(self.installed, self.top / "product.cpio")
-        with open(self.top / "initrd", "wb") as out:
+        new = self.top / "initrd.part"
+        with open(new, "wb") as out:
             for part in self.folder.image / "board.cpio", self.top / "product.cpio":
                 with open(part, "rb") as data:
                     shutil.copyfileobj(data, out, 1 << 20)
+        new.rename(self.top / "initrd")
         stamp.set()
