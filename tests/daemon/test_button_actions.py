@@ -6,6 +6,7 @@ import os
 import socket
 
 import perimond
+from perimond.world import wait_until
 
 DIRECTORY = "/etc/tarvel/TarvelPerimond/button-scripts"
 RESERVED = "Action name reserved keywords cannot be used"
@@ -349,7 +350,7 @@ class SetActionTest(ActionsTest):
                 lines, [f"<info>  [Button/RESET] Get method call: SetAction: {action}",
                         f"<error> [Button/RESET] SetAction({action}) failed: {UNKNOWN}"])
         self.assertEqual((self.button.GetAction(), self.stored()), ("default", "default"))
-        self.assertTrue(self.watched())
+        wait_until(self.watched, "the button is watched")
 
     def test_a_name_with_a_line_break_stays_on_one_line_of_the_log(self):
         with self.log("SetAction") as lines, self.assertBusError("InvalidArgument", UNKNOWN):
@@ -358,13 +359,13 @@ class SetActionTest(ActionsTest):
                                    r"a\n<error> b")
 
     def test_disabled_stops_watching_the_button(self):
-        self.assertTrue(self.watched())
+        wait_until(self.watched, "the button is watched")
         self.button.SetAction("disabled")
         self.assertFalse(self.watched())
         self.assertEqual((self.button.GetAction(), self.button.get("Action"), self.stored()),
                          ("disabled", "disabled", "disabled"))
         self.button.SetAction("other")
-        self.assertTrue(self.watched())
+        wait_until(self.watched, "the button is watched")
 
     def test_user_defined_can_be_selected_before_its_script_is_there(self):
         self.button.SetAction("user-defined")
