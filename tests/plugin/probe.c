@@ -114,6 +114,23 @@ do_class(const Call *call)
          zolv_obj_get_id(zolv_base_manager_create_new_object(call->manager, type, call->words[2])));
 }
 
+/* i2c ADAPTER TYPE ADDRESS */
+static void
+do_i2c(const Call *call)
+{
+    gboolean bound =
+        zolv_helper_bind_sysfs_i2c_device(call->words[1], call->words[2], (gint)number(call, 3));
+
+    INFO("%s is %s", call->words[2], bound ? "bound" : "not bound");
+}
+
+/* modprobe MODULE */
+static void
+do_modprobe(const Call *call)
+{
+    zolv_helper_modprobe(call->words[1]);
+}
+
 /* same NAME: whether a second creation gives the object that is there */
 static void
 do_same(const Call *call)
@@ -533,6 +550,8 @@ static const struct {
     {"setting", do_setting},
     {"store", do_store},
     {"class", do_class},
+    {"i2c", do_i2c},
+    {"modprobe", do_modprobe},
     {"bare-signal", do_bare_signal},
     {"pause", do_pause},
 };

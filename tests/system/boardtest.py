@@ -21,7 +21,6 @@ from gi.repository import Gio, GLib
 
 from emuboard.common import Folder
 from emuboard.machine import Board
-from emuboard.product import Product
 from emuboard.verbs import do
 from journal import Journal
 from perimond.bus import ERRORS, NAME, BusObject, Recorder
@@ -30,15 +29,9 @@ from perimond.world import wait_until
 UNIT = "tarvelperimond.service"
 STARTED = "<info>  [Manager] TarvelPerimond Started"
 PLUGIN = "/usr/lib/aarch64-linux-gnu/tarvelperimond/libzolv-model-perimond-emu.so"
-BOARDS = ("test", "cut0", "cut1")  # the names of all that the tests start
+BOARD = "test"
+BOARDS_TO_CUT = ("cut0", "cut1")  # side by side
 FOLDER = Folder(os.environ.get("BOARD_DIR", HERE.parents[1] / "build-board"))
-
-
-def install_plugin(board, source):
-    """Compiles a model plugin of one file and puts it on the board in the place of its own."""
-    library = board.top / "plugin.so"
-    Product(FOLDER).compile_plugin(source, library)
-    board.put(PLUGIN, library.read_bytes())
 
 
 class BoardTest(unittest.TestCase):
@@ -50,7 +43,7 @@ class BoardTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.board = Board(FOLDER, "test")
+        cls.board = Board(FOLDER, BOARD)
         cls.addClassCleanup(cls.board.cut)
         cls.board.start(cls.computer, disk=cls.disk)
         cls._connections = {}
@@ -89,11 +82,6 @@ class BoardTest(unittest.TestCase):
     @classmethod
     def started_since(cls, mark):
         return cls.wait_lines(mark, lambda lines: STARTED in lines, "the daemon starts")
-
-    @classmethod
-    def install_plugin(cls, source):
-        """Puts another model plugin in the place of the board's own."""
-        install_plugin(cls.board, source)
 
     # The journal
 

@@ -2,24 +2,42 @@
 
 import unittest
 
-from boardtest import HERE, PLUGIN, BoardTest
+from boardtest import FOLDER, PLUGIN, UNIT, BoardTest
+from emuboard.product import Product
+
+PROBE = Product(FOLDER).build_folder / "tests/plugin/probe.so"
+SETTINGS = f"/run/systemd/system/{UNIT}.d/probe.conf"
 
 
 class PluginHelpersTest(BoardTest):
-    def test_an_i2c_device_is_made_and_a_module_loaded(self):
+    def restart_with(self, *commands):
+        """Starts the daemon with a plugin that does what it is told; returns the daemon's lines."""
+        self.board.put(PLUGIN, PROBE.read_bytes())
+        self.board.call(f"mkdir -p $(dirname {SETTINGS})")
+        self.board.put(SETTINGS, f'[Service]\nEnvironment="PROBE_INIT={";".join(commands)}"\n'.encode())
+        self.systemctl("daemon-reload")
+        return self.restart()
+
+    def test_an_i2c_device_is_made_on_the_adapter_of_that_name(self):
         devices = "/sys/bus/i2c/devices"
         self.assertEqual(self.board.call(f"grep -l ^i2c {devices}/i2c-*/name"),
                          f"{devices}/i2c-0/name")
+        lines = self.restart_with("i2c i2c expander 0x20", "i2c absent expander 0x21")
+        self.assertEqual(self.board.call(f"cd {devices} && grep . */name"),
+                         "0-0020/name:expander\ni2c-0/name:i2c")
+        self.assertIn("<error> Failed to find i2c device: absent", lines)
+        self.assertEqual([line for line in lines if line.startswith("<info>  [Probe] expander")],
+                         ["<info>  [Probe] expander is bound", "<info>  [Probe] expander is not bound"])
+        # The address is taken now.
+        lines = self.restart_with("i2c i2c expander 0x20")
+        self.assertIn("<info>  [Probe] expander is not bound", lines)
+        self.assertEqual(len([line for line in lines if line.startswith(
+            "<error> Failed to bind i2c device: ")]), 1)
+
+    def test_a_module_is_loaded(self):
         self.assertNotIn("fuse", self.modules())
-        self.install_plugin(HERE / "plugin-helpers.c")
-        lines = self.restart()
-        self.assertEqual(self.board.call(f"cat {devices}/0-0020/name"), "expander")
+        self.restart_with("modprobe fuse")
         self.assertIn("fuse", self.modules())
-        # There is one adapter; the device is not made twice, and a missing adapter is told.
-        self.assertIn("<error> Failed to find i2c device: no such adapter", lines)
-        self.assertEqual([line for line in lines if "Failed to bind" in line], [])
-        lines = self.restart()
-        self.assertEqual(len([line for line in lines if "Failed to bind i2c device" in line]), 1)
 
     def modules(self):
         return [line.split()[0] for line in self.board.call("cat /proc/modules").splitlines()]

@@ -6,8 +6,9 @@ import random
 import re
 import unittest
 
-from boardtest import FOLDER, HERE, UNIT, install_plugin
+from boardtest import BOARDS_TO_CUT, FOLDER, HERE, PLUGIN, UNIT
 from emuboard.machine import Board
+from emuboard.product import Product
 from perimond.world import wait_until
 
 SETTINGS = "TarvelPerimond/peripheral-settings.conf"
@@ -26,7 +27,9 @@ class PowerCutTest(unittest.TestCase):
         board = Board(FOLDER, name)
         self.addCleanup(board.cut)
         board.start()
-        install_plugin(board, HERE / "settings-writer.c")
+        plugin = board.top / "settings-writer.so"
+        Product(FOLDER).compile_plugin(HERE / "settings-writer.c", plugin)
+        board.put(PLUGIN, plugin.read_bytes())
         text = "[Counter]\nCount=1\n" + "".join(
             f"\n[{group}]\n" + "".join(f"{key}={value}\n" for key, value in keys.items())
             for group, keys in OTHERS.items())
@@ -67,11 +70,11 @@ class PowerCutTest(unittest.TestCase):
         return sum(disk["stats"]["wr_operations"] for disk in board.monitor.ask("query-blockstats")
                    if disk.get("device") == "disk")
 
-    def run_cuts(self, number):
-        board = self.prepare(f"cut{number}")
-        chance = random.Random(number)
+    def run_cuts(self, name):
+        board = self.prepare(name)
+        chance = random.Random(name)
         counts, stored = zip(*[self.cut_and_look(board, chance.randrange(5, 45))
-                               for _ in range(CUTS // 2)])
+                               for _ in range(CUTS // len(BOARDS_TO_CUT))])
         # What the last cut has left
         board.restore("writing")
         board.call("blockdev --flushbufs /dev/vda && mount /dev/vda /etc/tarvel")
@@ -85,7 +88,7 @@ class PowerCutTest(unittest.TestCase):
 
     def test_the_settings_are_whole_after_each_of_fifty_power_cuts(self):
         with concurrent.futures.ThreadPoolExecutor() as pool:
-            for counts, stored in pool.map(self.run_cuts, range(2)):
+            for counts, stored in pool.map(self.run_cuts, BOARDS_TO_CUT):
                 for before, told, after in zip(counts, stored, counts[1:]):
                     self.assertEqual(told, list(range(before + 1, before + 1 + len(told))))
                     # The last value that was stored, or the one that was being stored

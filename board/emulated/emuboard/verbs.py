@@ -1,5 +1,5 @@
-"""The verbs that act on a board while it runs. Those that the simulated board has as well have the
-same words and the same output there, so that a scenario runs on both."""
+"""The verbs that act on a board while it runs. What the simulated board can do as well is
+the same word there."""
 
 import re
 import shlex
