@@ -1,7 +1,7 @@
+#include "core/zolv-assert.h"
+#include "core/zolv-text.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
 #include "zolv-base-manager.h"
-#include "zolv-text.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "tvl-log-internal.h"
+#include "core/tvl-log-internal.h"
 
-#include "zolv-assert.h"
+#include "core/zolv-assert.h"
 
 #include <atomic>
 #include <cstdio>

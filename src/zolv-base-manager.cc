@@ -1,20 +1,20 @@
 #include "zolv-base-manager.h"
 
+#include "core/tvl-log-internal.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
+#include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-store.h"
 #include "helpers/zolv-helpers-ubootenv.h"
+#include "manager/zolv-model-plugin.h"
+#include "manager/zolv-model-table.h"
+#include "manager/zolv-secure-boot.h"
 #include "services/zolv-partition-led-service.h"
 #include "services/zolv-signal-led-service.h"
 #include "services/zolv-sim-led-service.h"
-#include "tvl-log-internal.h"
-#include "zolv-assert.h"
 #include "zolv-error.h"
-#include "zolv-model-plugin.h"
-#include "zolv-model-table.h"
-#include "zolv-raii.h"
-#include "zolv-secure-boot.h"
-#include "zolv-text.h"
 #include "zolv-version.h"
-#include "zolv-worker.h"
 
 #include <array>
 #include <fcntl.h>

@@ -1,11 +1,11 @@
 #include "zolv-obj.h"
 
-#include "tvl-log-internal.h"
-#include "zolv-assert.h"
-#include "zolv-obj-log.h"
-#include "zolv-property-cache.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
+#include "core/tvl-log-internal.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-property-cache.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 
 #include <cstring>
 #include <string>

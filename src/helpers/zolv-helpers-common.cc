@@ -1,10 +1,10 @@
 #include "helpers/zolv-helpers-common.h"
 
-#include "tvl-log-internal.h"
-#include "zolv-assert.h"
-#include "zolv-raii.h"
-#include "zolv-sigchld.h"
-#include "zolv-text.h"
+#include "core/tvl-log-internal.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-sigchld.h"
+#include "core/zolv-text.h"
 
 #include <array>
 #include <cerrno>

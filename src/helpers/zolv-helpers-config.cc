@@ -1,8 +1,8 @@
 #include "helpers/zolv-helpers-config.h"
 
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-store.h"
 #include "tvl-log.h"
-#include "zolv-text.h"
 
 #include <cerrno>
 #include <cstdio>

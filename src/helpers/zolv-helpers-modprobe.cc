@@ -1,9 +1,9 @@
 #include "helpers/zolv-helpers-modprobe.h"
 
-#include "tvl-log-internal.h"
-#include "zolv-assert.h"
-#include "zolv-sigchld.h"
-#include "zolv-text.h"
+#include "core/tvl-log-internal.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-sigchld.h"
+#include "core/zolv-text.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 #include "helpers/zolv-helpers-store.h"
 
+#include "core/zolv-text.h"
 #include "tvl-log.h"
-#include "zolv-text.h"
 
 #include <cerrno>
 #include <cstring>

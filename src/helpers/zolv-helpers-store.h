@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zolv-raii.h"
+#include "core/zolv-raii.h"
 
 namespace zolv {
 

@@ -1,9 +1,9 @@
 #include "helpers/zolv-helpers-sysfs-i2c.h"
 
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-sysfs.h"
 #include "tvl-log.h"
-#include "zolv-text.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 #include "helpers/zolv-helpers-sysfs-pwm.h"
 
+#include "core/zolv-assert.h"
 #include "helpers/zolv-helpers-sysfs.h"
-#include "zolv-assert.h"
 
 #include <cstring>
 

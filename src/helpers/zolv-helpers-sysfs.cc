@@ -1,7 +1,7 @@
 #include "helpers/zolv-helpers-sysfs.h"
 
+#include "core/zolv-assert.h"
 #include "helpers/zolv-helpers-common.h"
-#include "zolv-assert.h"
 
 #include <cstdarg>
 #include <cstring>

@@ -1,8 +1,8 @@
 #include "helpers/zolv-helpers-ubootenv.h"
 
-#include "tvl-log-internal.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
+#include "core/tvl-log-internal.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 
 #include <cstdlib>
 #include <cstring>

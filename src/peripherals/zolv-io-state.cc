@@ -1,9 +1,9 @@
 #include "peripherals/zolv-io-state.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
 #include "helpers/zolv-helpers-config.h"
 #include "helpers/zolv-helpers-ubootenv.h"
-#include "zolv-assert.h"
-#include "zolv-obj-log.h"
 
 #include <array>
 #include <string_view>

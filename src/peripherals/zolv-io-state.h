@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zolv-bus-call.h"
+#include "core/zolv-bus-call.h"
 
 #include <optional>
 #include <string>

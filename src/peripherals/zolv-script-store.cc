@@ -1,8 +1,8 @@
 #include "peripherals/zolv-script-store.h"
 
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "tvl-log.h"
-#include "zolv-text.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "core/zolv-raii.h"
 #include "zolv-error.h"
-#include "zolv-raii.h"
 
 #include <map>
 #include <span>

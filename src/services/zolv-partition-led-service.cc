@@ -1,8 +1,8 @@
 #include "services/zolv-partition-led-service.h"
 
+#include "core/zolv-assert.h"
 #include "services/zolv-service-base.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
 
 #include <cstring>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "services/zolv-service-base.h"
 
+#include "core/zolv-text.h"
 #include "peripherals/led/zolv-led.h"
-#include "zolv-text.h"
 
 enum { PROP_BASE_MANAGER = 1, PROP_INTERFACE };
 

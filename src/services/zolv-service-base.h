@@ -1,7 +1,7 @@
 #pragma once
 
+#include "core/zolv-raii.h"
 #include "zolv-base-manager.h"
-#include "zolv-raii.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
 #include "services/zolv-signal-led-service.h"
 
+#include "core/zolv-assert.h"
 #include "peripherals/led/zolv-led-state.h"
 #include "services/zolv-service-base.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
 
 #include <array>
 #include <string>

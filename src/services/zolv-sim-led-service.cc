@@ -1,7 +1,7 @@
 #include "services/zolv-sim-led-service.h"
 
+#include "core/zolv-assert.h"
 #include "services/zolv-service-base.h"
-#include "zolv-assert.h"
 
 #include <cstdarg>
 #include <string>

@@ -16,20 +16,22 @@ MAIN, MANAGER, KINDS, HELPERS, CORE = 4, 3, 2, 1, 0
 ROOM_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
               HELPERS: "helpers", CORE: "core"}
 
+FOLDERS = {"core": CORE, "helpers": HELPERS, "manager": MANAGER, "peripherals": KINDS,
+           "services": KINDS}
+
 # The sources of the top folder that are not of the core.
-ROOMS = {"main": MAIN, "tarvelperimond": MAIN, "zolv-base-manager": MANAGER,
-         "zolv-lnv-client": MANAGER, "zolv-model-plugin": MANAGER, "zolv-model-table": MANAGER,
-         "zolv-plugin": MANAGER, "zolv-secure-boot": MANAGER}
+ROOMS = {"main": MAIN, "zolv-base-manager": MANAGER, "zolv-lnv-client": MANAGER,
+         "zolv-plugin": MANAGER}
 
 # The one way up: the registry that services and sockets call.
 REGISTRY = "zolv-base-manager.h"
 
 
 def room(path):
-    folder = path.partition("/")[0] if "/" in path else ""
+    folder, _, name = path.rpartition("/")
     if folder:
-        return HELPERS if folder == "helpers" else KINDS
-    return ROOMS.get(path.partition(".")[0], CORE)
+        return FOLDERS[folder.partition("/")[0]]
+    return ROOMS.get(name.partition(".")[0], CORE)
 
 
 def kind(path):

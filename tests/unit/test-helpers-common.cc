@@ -1,7 +1,7 @@
+#include "core/zolv-sigchld.h"
 #include "helpers/zolv-helpers-common.h"
 #include "private-world.h"
 #include "tvl-log.h"
-#include "zolv-sigchld.h"
 
 #include <csignal>
 #include <filesystem>

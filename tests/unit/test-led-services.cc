@@ -1,7 +1,7 @@
+#include "core/zolv-raii.h"
 #include "services/zolv-partition-led-service.h"
 #include "services/zolv-signal-led-service.h"
 #include "services/zolv-sim-led-service.h"
-#include "zolv-raii.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "capture.h"
-#include "tvl-log-internal.h"
+#include "core/tvl-log-internal.h"
 
 #include <algorithm>
 #include <fcntl.h>

@@ -1,9 +1,9 @@
 #include "zolv-obj.h"
 
+#include "core/zolv-raii.h"
 #include "peripherals/led/zolv-led.h"
 #include "tvl-log.h"
 #include "zolv-error.h"
-#include "zolv-raii.h"
 
 #include <gtest/gtest.h>
 #include <string>

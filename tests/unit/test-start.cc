@@ -1,6 +1,6 @@
-#include "zolv-start.h"
+#include "core/zolv-start.h"
 
-#include "zolv-raii.h"
+#include "core/zolv-raii.h"
 
 #include <array>
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "zolv-worker.h"
+#include "core/zolv-worker.h"
 
 #include <array>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "peripherals/button/zolv-button-reader.h"
 
-#include "zolv-obj-log.h"
-#include "zolv-text.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-text.h"
 
 #include <array>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "zolv-raii.h"
-#include "zolv-start.h"
-#include "zolv-worker.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-start.h"
+#include "core/zolv-worker.h"
 
 #include <deque>
 #include <functional>

@@ -1,16 +1,16 @@
 #include "peripherals/button/zolv-button.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-bus-call.h"
+#include "core/zolv-main-queue.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
+#include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-config.h"
 #include "peripherals/button/zolv-button-reader.h"
 #include "peripherals/zolv-script-store.h"
-#include "zolv-assert.h"
-#include "zolv-bus-call.h"
-#include "zolv-main-queue.h"
-#include "zolv-obj-log.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
-#include "zolv-worker.h"
 
 #include <array>
 #include <cerrno>

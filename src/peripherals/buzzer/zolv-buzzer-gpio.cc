@@ -1,9 +1,9 @@
 #include "peripherals/buzzer/zolv-buzzer-gpio.h"
 
+#include "core/zolv-assert.h"
 #include "helpers/zolv-helpers-sysfs-gpio.h"
 #include "peripherals/buzzer/zolv-buzzer-state.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
 
 struct _ZolvBuzzerGPIOPrivate {
     int pin = -1;

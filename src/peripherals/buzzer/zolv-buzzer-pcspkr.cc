@@ -1,10 +1,10 @@
 #include "peripherals/buzzer/zolv-buzzer-pcspkr.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 #include "peripherals/buzzer/zolv-buzzer-state.h"
-#include "zolv-assert.h"
-#include "zolv-obj-log.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
 
 #include <atomic>
 #include <fcntl.h>

@@ -1,9 +1,9 @@
 #include "peripherals/buzzer/zolv-buzzer-pwm.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
 #include "helpers/zolv-helpers-sysfs-pwm.h"
 #include "peripherals/buzzer/zolv-buzzer-state.h"
-#include "zolv-assert.h"
-#include "zolv-obj-log.h"
 
 #include <atomic>
 

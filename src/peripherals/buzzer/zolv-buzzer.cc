@@ -1,8 +1,8 @@
 #include "peripherals/buzzer/zolv-buzzer.h"
 
-#include "zolv-assert.h"
-#include "zolv-bus-call.h"
-#include "zolv-raii.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-bus-call.h"
+#include "core/zolv-raii.h"
 
 struct _ZolvBuzzerPrivate {
     zolv::ObjectPtr<ZolvGdbusObjBuzzer> skeleton{zolv_gdbus_obj_buzzer_skeleton_new()};

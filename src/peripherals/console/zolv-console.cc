@@ -1,9 +1,9 @@
 #include "peripherals/console/zolv-console.h"
 
+#include "core/zolv-bus-call.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 #include "peripherals/zolv-io-state.h"
-#include "zolv-bus-call.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
 
 struct _ZolvConsolePrivate {
     explicit _ZolvConsolePrivate(ZolvConsole *self)

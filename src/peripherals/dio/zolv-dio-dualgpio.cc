@@ -1,11 +1,11 @@
 #include "peripherals/dio/zolv-dio-dualgpio.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
 #include "helpers/zolv-helpers-config.h"
 #include "helpers/zolv-helpers-sysfs-gpio.h"
 #include "peripherals/dio/zolv-dio-internal.h"
-#include "zolv-assert.h"
 #include "zolv-error.h"
-#include "zolv-obj-log.h"
 
 #include <atomic>
 

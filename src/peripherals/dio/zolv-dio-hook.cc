@@ -1,10 +1,10 @@
 #include "peripherals/dio/zolv-dio-hook.h"
 
+#include "core/zolv-obj-log.h"
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-config.h"
 #include "peripherals/zolv-script-store.h"
-#include "zolv-obj-log.h"
-#include "zolv-text.h"
 
 #include <array>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #include "peripherals/dio/zolv-dio-watcher.h"
 
-#include "zolv-obj-log.h"
-#include "zolv-start.h"
-#include "zolv-text.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-start.h"
+#include "core/zolv-text.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "core/zolv-main-queue.h"
+#include "core/zolv-worker.h"
 #include "peripherals/dio/zolv-dio-hook.h"
-#include "zolv-main-queue.h"
-#include "zolv-worker.h"
 
 #include <chrono>
 #include <optional>

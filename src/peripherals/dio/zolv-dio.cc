@@ -1,16 +1,16 @@
 #include "peripherals/dio/zolv-dio.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-bus-call.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-raii.h"
 #include "helpers/zolv-helpers-config.h"
 #include "helpers/zolv-helpers-sysfs-gpio.h"
 #include "peripherals/dio/zolv-dio-hook.h"
 #include "peripherals/dio/zolv-dio-internal.h"
 #include "peripherals/dio/zolv-dio-watcher.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
-#include "zolv-bus-call.h"
 #include "zolv-error.h"
-#include "zolv-obj-log.h"
-#include "zolv-raii.h"
 
 #define EVENT_KEY "Event"
 

@@ -1,11 +1,11 @@
 #include "peripherals/led/zolv-led-gpio.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-sysfs-gpio.h"
 #include "peripherals/led/zolv-led-state.h"
 #include "tvl-log.h"
-#include "zolv-assert.h"
 #include "zolv-error.h"
-#include "zolv-worker.h"
 
 #include <array>
 #include <chrono>

@@ -1,12 +1,12 @@
 #include "peripherals/led/zolv-led.h"
 
+#include "core/zolv-assert.h"
+#include "core/zolv-bus-call.h"
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-sysfs-led.h"
 #include "peripherals/led/zolv-led-state.h"
-#include "zolv-assert.h"
-#include "zolv-bus-call.h"
 #include "zolv-error.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
 
 #define TRIGGER_NONE "none"
 #define TRIGGER_HEARTBEAT "heartbeat"

@@ -1,6 +1,6 @@
-#include "zolv-property-cache.h"
+#include "core/zolv-property-cache.h"
 
-#include "zolv-raii.h"
+#include "core/zolv-raii.h"
 
 #include <map>
 #include <mutex>

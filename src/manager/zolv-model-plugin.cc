@@ -1,9 +1,9 @@
-#include "zolv-model-plugin.h"
+#include "manager/zolv-model-plugin.h"
 
+#include "core/zolv-raii.h"
+#include "core/zolv-text.h"
 #include "tvl-log.h"
 #include "zolv-error.h"
-#include "zolv-raii.h"
-#include "zolv-text.h"
 
 #include <utility>
 

@@ -1,9 +1,9 @@
-#include "zolv-secure-boot.h"
+#include "manager/zolv-secure-boot.h"
 
+#include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-ubootenv.h"
 #include "tvl-log.h"
-#include "zolv-text.h"
 
 #include <algorithm>
 #include <array>

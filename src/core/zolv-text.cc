@@ -1,4 +1,4 @@
-#include "zolv-text.h"
+#include "core/zolv-text.h"
 
 #include <glib.h>
 

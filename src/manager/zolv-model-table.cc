@@ -1,4 +1,4 @@
-#include "zolv-model-table.h"
+#include "manager/zolv-model-table.h"
 
 #include <algorithm>
 #include <array>

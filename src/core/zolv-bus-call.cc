@@ -1,9 +1,9 @@
-#include "zolv-bus-call.h"
+#include "core/zolv-bus-call.h"
 
-#include "tvl-log-internal.h"
-#include "zolv-assert.h"
-#include "zolv-obj-log.h"
-#include "zolv-text.h"
+#include "core/tvl-log-internal.h"
+#include "core/zolv-assert.h"
+#include "core/zolv-obj-log.h"
+#include "core/zolv-text.h"
 
 #include <array>
 #include <cstdarg>

@@ -1,4 +1,4 @@
-#include "zolv-main-queue.h"
+#include "core/zolv-main-queue.h"
 
 #include <algorithm>
 #include <deque>

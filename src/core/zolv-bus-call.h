@@ -1,9 +1,9 @@
 #pragma once
 
+#include "core/zolv-raii.h"
 #include "tvl-log.h"
 #include "zolv-error.h"
 #include "zolv-obj.h"
-#include "zolv-raii.h"
 
 #include <initializer_list>
 #include <string>

@@ -1,4 +1,4 @@
-#include "zolv-sigchld.h"
+#include "core/zolv-sigchld.h"
 
 #include <csignal>
 #include <mutex>
