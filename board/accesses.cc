@@ -37,6 +37,7 @@ Faults::take(std::string_view operation, const std::string &path, const std::str
     for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
         /* Hiding a name needs to be asked for: "any" is about files that are there. */
         bool meant = fault->operation == operation ||
+                     operation.starts_with(fault->operation + ":") ||
                      (fault->operation == "any" && operation != "find" && operation != "follow" &&
                       (fault->limit_bytes < 0 || operation == "read" || operation == "write"));
 

@@ -32,7 +32,7 @@ class Record {
 /* What is wrong with a file: an error, fewer bytes, a delay, or no answer until it is healed. */
 struct Fault {
     std::string pattern;   /* shell pattern over the whole path */
-    std::string operation; /* as in Access, or find, or any */
+    std::string operation; /* as in Access, or ioctl:0x541f, or find, or any */
     int error = 0;
     long limit_bytes = -1;
     long delay_us = 0;

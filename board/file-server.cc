@@ -89,6 +89,7 @@ class Reply : public Answer::Back {
         note(error_name(error));
         fuse_reply_err(request_, error);
     }
+    void tell(std::string_view detail) override { access_.data.append(" ").append(detail); }
     void on_interrupt(std::function<void()> interrupted) override
     {
         interrupted_ = std::move(interrupted);
@@ -287,6 +288,18 @@ op_create(fuse_req_t request, fuse_ino_t parent, const char *name, mode_t, fuse_
 }
 
 void
+op_symlink(fuse_req_t request, const char *target, fuse_ino_t parent, const char *name)
+{
+    auto directory = std::dynamic_pointer_cast<Directory>(server_of(request).node(parent));
+
+    if (!directory || !directory->path().starts_with("/dev")) {
+        fuse_reply_err(request, EACCES);
+        return;
+    }
+    reply_entry(request, directory->add(name, std::make_shared<Link>(target)));
+}
+
+void
 op_unlink(fuse_req_t request, fuse_ino_t parent, const char *name)
 {
     auto directory = std::dynamic_pointer_cast<Directory>(server_of(request).node(parent));
@@ -360,10 +373,10 @@ op_ioctl(fuse_req_t request, fuse_ino_t, unsigned command, void *argument, fuse_
          unsigned, const void *, std::size_t, std::size_t)
 {
     OpenFile &open = open_file(info);
-    Fault fault = fault_for(request, "ioctl", *open.file);
     char name[16];
 
     (void)std::snprintf(name, sizeof name, "0x%x", command);
+    Fault fault = fault_for(request, ("ioctl:" + std::string(name)).c_str(), *open.file);
     auto *reply = new Reply(request, "ioctl", *open.file, name);
     File::Memory memory{fuse_req_ctx(request)->pid, reinterpret_cast<std::uint64_t>(argument)};
     when_due(server_of(request), fault, [=, &open] {
@@ -457,6 +470,7 @@ operations()
     ops.readlink = op_readlink;
     ops.open = op_open;
     ops.create = op_create;
+    ops.symlink = op_symlink;
     ops.unlink = op_unlink;
     ops.flush = op_flush;
     ops.release = op_release;

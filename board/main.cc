@@ -290,6 +290,7 @@ Server::build_board()
     add_input(world_);
     add_i2c(world_);
     add_mtd(world_);
+    add_serial(world_);
     add_boot_environment(world_);
     for (const std::string &file : options_.boards)
         world_.read_board(file);

@@ -25,6 +25,7 @@ class Answer {
         virtual void data(std::string_view bytes) = 0;
         virtual void done(std::size_t count) = 0;
         virtual void fail(int error) = 0;
+        virtual void tell(std::string_view detail) = 0;
         virtual void on_interrupt(std::function<void()> interrupted) = 0;
     };
 
@@ -32,6 +33,8 @@ class Answer {
     void data(std::string_view bytes) { take()->data(bytes); }
     void done(std::size_t count = 0) { take()->done(count); }
     void fail(int error) { take()->fail(error); }
+    /* What the record says of a request beside its number. */
+    void tell(std::string_view detail) { back_->tell(detail); }
     /* An error number, or 0 and then @count. */
     void result(int error, std::size_t count) { error != 0 ? fail(error) : done(count); }
     void on_interrupt(std::function<void()> job) { back_->on_interrupt(std::move(job)); }

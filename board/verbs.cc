@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -70,9 +71,6 @@ settings(const Words &words, std::size_t first)
     return found;
 }
 
-namespace {
-
-/* Where presets may be put. */
 std::string
 simulated(const std::string &path)
 {
@@ -80,6 +78,8 @@ simulated(const std::string &path)
         throw Refusal("'" + path + "' is not below /sys or /dev");
     return path;
 }
+
+namespace {
 
 /* What can be wrong with an operation beside an error. */
 struct Operation {
@@ -96,19 +96,33 @@ constexpr std::array<Operation, 8> operations = {{{"open", false, true},
                                                   {"find", false, false},
                                                   {"any", true, true}}};
 
+/* "ioctl" strikes every request, "ioctl:0x541f" that one; the record writes its number so. */
+std::string
+operation_of(const std::string &word)
+{
+    std::array<char, 32> text{};
+
+    if (!word.starts_with("ioctl:"))
+        return word;
+    (void)std::snprintf(text.data(), text.size(), "ioctl:0x%llx",
+                        static_cast<unsigned long long>(number(word.substr(6))));
+    return text.data();
+}
+
 Fault
 fault_of(const Words &words)
 {
     Fault fault;
     const std::string &what = words[3];
+    const std::string name = words[2].starts_with("ioctl:") ? "ioctl" : words[2];
     const auto *operation =
         std::find_if(operations.begin(), operations.end(),
-                     [&words](const Operation &known) { return known.name == words[2]; });
+                     [&name](const Operation &known) { return known.name == name; });
 
     if (operation == operations.end())
         throw Refusal("'" + words[2] + "' is no operation");
     fault.pattern = words[1];
-    fault.operation = words[2];
+    fault.operation = operation_of(words[2]);
     if (words.size() > 4) {
         fault.left = static_cast<long>(number(words[4]));
         if (fault.left < 1)
@@ -269,6 +283,11 @@ add_common_verbs(World &world)
              world.files.root().put(path, std::make_shared<PlainFile>(value));
              done("");
          });
+    verb("link", "PATH TARGET", "puts a symbolic link below /sys or /dev", 2,
+         [&world](const Words &words, const Done &done) {
+             world.files.root().put(simulated(words[1]), std::make_shared<Link>(words[2]));
+             done("");
+         });
     verb("absent", "PATH", "removes a file or folder below /sys or /dev", 1,
          [&world](const Words &words, const Done &done) {
              auto node = world.files.root().resolve(simulated(words[1]));
@@ -278,9 +297,9 @@ add_common_verbs(World &world)
          });
     verb("fail", "PATH OPERATION WHAT [COUNT]",
          "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
-         "open, read, write, ioctl, list, follow (a link), find (the name is not seen) or any; "
-         "WHAT: an error name (EIO), delay:MS (not for follow and find) or, for read, write and "
-         "any, empty or short:BYTES",
+         "open, read, write, ioctl (or one request, as ioctl:0x541f), list, follow (a link), find "
+         "(the name is not seen) or any; WHAT: an error name (EIO), delay:MS (not for follow and "
+         "find) or, for read, write and any, empty or short:BYTES",
          3, [&world](const Words &words, const Done &done) {
              world.faults.add(fault_of(words));
              if (world.faults.all().back().operation == "find")

@@ -47,6 +47,8 @@ struct World {
 long long number(const std::string &word);
 /* NAME=VALUE words from @first on. */
 std::map<std::string, std::string> settings(const Words &words, std::size_t first);
+/* @path, which must be below /sys or /dev. */
+std::string simulated(const std::string &path);
 
 /* Each kind of device: one file, one line here and one in verbs.cc. */
 void add_common_verbs(World &);
@@ -56,6 +58,7 @@ void add_pwm(World &);
 void add_input(World &);
 void add_i2c(World &);
 void add_mtd(World &);
+void add_serial(World &);
 void add_boot_environment(World &);
 
 } // namespace board
