@@ -6,7 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
+#include <unistd.h>
 
 using zolv::fit_text;
 using zolv::settings_directory;
@@ -15,6 +15,8 @@ using zolv::settings_file;
 namespace {
 
 constexpr char damaged_file[] = "/etc/tarvel/TarvelPerimond/peripheral-settings.conf.damaged";
+
+constexpr mode_t settings_mode = 0644;
 
 /* The settings of the largest computer are a few kilobytes. */
 constexpr gsize max_settings_length = gsize{1} << 20U;
@@ -73,13 +75,8 @@ keep_damaged_file()
 }
 
 KeyFilePtr
-load_or_start_anew()
+start_anew(const GError *error)
 {
-    g_autoptr(GError) error = nullptr;
-    KeyFilePtr file = load_settings(&error);
-
-    if (file != nullptr)
-        return file;
     _tvl_log(TVL_LOG_WARN, "[Config] Failed to load config file: %s",
              fit_text(error->message).c_str());
     if (!g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT))
@@ -87,29 +84,42 @@ load_or_start_anew()
     return KeyFilePtr(g_key_file_new());
 }
 
-void
-create_settings_file()
+std::string
+text_of(GKeyFile *file)
 {
-    if (g_mkdir_with_parents(settings_directory, 0755) == 0)
-        const zolv::UniqueFd created(
-            open(settings_file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    gsize length = 0;
+    const zolv::CharPtr text(g_key_file_to_data(file, &length, nullptr));
+
+    return {text.get(), length};
 }
 
+void
+save_settings(std::string_view text)
+{
+    g_autoptr(GError) error = nullptr;
+
+    /* Where it cannot be made, the save says so. */
+    g_mkdir_with_parents(settings_directory, 0755);
+    if (!zolv::replace_file(settings_directory, settings_file, settings_mode, text, &error))
+        _tvl_log(TVL_LOG_WARN, "[Config] Failed to write config file: %s", error->message);
+}
+
+/* A setting that is there already wears out no flash. */
 template <typename Change>
 void
 set_setting(Change change)
 {
-    const KeyFilePtr file = load_or_start_anew();
     g_autoptr(GError) error = nullptr;
+    KeyFilePtr file = load_settings(&error);
+    const bool loaded = file != nullptr;
 
+    if (!loaded)
+        file = start_anew(error);
+    const std::string before = text_of(file.get());
     change(file.get());
-    if (!g_file_test(settings_directory, G_FILE_TEST_IS_DIR))
-        create_settings_file();
-    const bool is_new = !zolv::has_content(settings_file);
-    if (!g_key_file_save_to_file(file.get(), settings_file, &error) ||
-        (is_new && !zolv::sync_new_file(settings_file, &error)))
-        _tvl_log(TVL_LOG_WARN, "[Config] Failed to write config file: %s",
-                 fit_text(error->message).c_str());
+    const std::string after = text_of(file.get());
+    if (!loaded || before != after)
+        save_settings(after);
 }
 
 } // namespace

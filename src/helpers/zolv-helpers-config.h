@@ -8,7 +8,8 @@ G_BEGIN_DECLS
  * Settings that outlive the daemon: the key file
  * "/etc/tarvel/TarvelPerimond/peripheral-settings.conf", one group per object, named by its id.
  * Nothing is cached: each call reads the file, and each change replaces it as a whole, so that a
- * kill at any instant leaves the old or the new file. For the main loop only.
+ * kill at any instant leaves the old or the new file. A set that changes nothing writes nothing.
+ * For the main loop only.
  *
  * A failed get has logged a warning and means that nothing usable is stored. A failed set has
  * logged a warning. A set that finds a damaged file keeps it beside the new one as

@@ -5,7 +5,6 @@
 #include "tvl-log.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 
 using zolv::fit_text;
@@ -14,7 +13,7 @@ using zolv::luks_directory;
 namespace {
 
 constexpr gsize max_key_length = gsize{64} << 10U;
-constexpr int key_mode = 0640; /* of the directory, too */
+constexpr mode_t key_mode = 0640; /* of the directory, too */
 
 /* A header may hold any text as its UUID, or none. */
 bool
@@ -26,18 +25,13 @@ is_file_name(const gchar *uuid)
 bool
 save_key(const char *path, const gchar *key, GError **error)
 {
-    const gsize length = strlen(key);
-    const bool is_new = !zolv::has_content(path);
-    const auto flags = static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
-                                                          G_FILE_SET_CONTENTS_ONLY_EXISTING);
+    const std::string_view content(key);
 
-    if (length > max_key_length) {
+    if (content.size() > max_key_length) {
         g_set_error_literal(error, G_FILE_ERROR, G_FILE_ERROR_FAILED, g_strerror(EFBIG));
         return false;
     }
-    return g_file_set_contents_full(path, key, static_cast<gssize>(length), flags, key_mode,
-                                    error) &&
-           (!is_new || zolv::sync_new_file(path, error));
+    return zolv::replace_file(luks_directory, path, key_mode, content, error);
 }
 
 } // namespace

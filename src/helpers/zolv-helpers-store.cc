@@ -11,20 +11,6 @@
 
 namespace {
 
-/* GLib writes "<name>.XXXXXX" and renames it to "<name>". */
-constexpr std::size_t suffix_length = 1 + 6;
-
-/* GLib draws from capitals and digits. So that nothing is taken for a leftover that people put
- * behind a name to keep a copy (backup, BACKUP, 241120, COPY01), a letter has to follow a digit: of
- * the leftovers one in four stays. */
-bool
-is_drawn(std::string_view letters)
-{
-    return letters.find_first_not_of(G_CSET_A_2_Z G_CSET_DIGITS) == letters.npos &&
-           letters.find_first_of(G_CSET_A_2_Z, letters.find_first_of(G_CSET_DIGITS)) !=
-               letters.npos;
-}
-
 bool
 fail(GError **error, int code)
 {
@@ -49,65 +35,21 @@ read_fully(int fd, char *content, gsize size, gsize *length)
 }
 
 bool
-sync_path(const char *path, int open_flags, GError **error)
+write_and_sync(int fd, std::string_view content)
 {
-    const zolv::UniqueFd fd(open(path, O_RDONLY | O_CLOEXEC | open_flags));
-
-    return (fd && fsync(fd.get()) == 0) || fail(error, errno);
-}
-
-bool
-is_settings_name(const char *name)
-{
-    g_autofree char *settings_name = g_path_get_basename(zolv::settings_file);
-
-    return strcmp(name, settings_name) == 0;
-}
-
-bool
-is_key_name(const char *name)
-{
-    return g_uuid_string_is_valid(name);
-}
-
-bool
-is_leftover_of(std::string_view name, bool (*is_own)(const char *))
-{
-    if (name.size() <= suffix_length)
-        return false;
-
-    const std::string_view suffix = name.substr(name.size() - suffix_length);
-    return suffix[0] == '.' && is_drawn(suffix.substr(1)) &&
-           is_own(std::string(name.substr(0, name.size() - suffix_length)).c_str());
-}
-
-bool
-is_regular_file(const char *path)
-{
-    struct stat status = {};
-
-    return lstat(path, &status) == 0 && S_ISREG(status.st_mode);
+    return zolv::write_fully(fd, content) && fsync(fd) == 0;
 }
 
 void
-sweep_directory(const char *path, bool (*is_own)(const char *))
+sweep_directory(const char *path)
 {
-    g_autoptr(GDir) directory = g_dir_open(path, 0, nullptr);
+    const std::string unfinished = zolv::unfinished_file(path);
 
-    if (directory == nullptr)
-        return;
-    while (const char *name = g_dir_read_name(directory)) {
-        if (!is_leftover_of(name, is_own))
-            continue;
-        g_autofree char *leftover = g_build_filename(path, name, nullptr);
-        if (!is_regular_file(leftover))
-            continue;
-        if (unlink(leftover) == 0)
-            _tvl_log(TVL_LOG_INFO, "[Config] Removed unfinished file '%s'", leftover);
-        else
-            _tvl_log(TVL_LOG_WARN, "[Config] Failed to remove unfinished file '%s': %s", leftover,
-                     g_strerror(errno));
-    }
+    if (unlink(unfinished.c_str()) == 0)
+        _tvl_log(TVL_LOG_INFO, "[Config] Removed unfinished file '%s'", unfinished.c_str());
+    else if (errno != ENOENT && errno != ENOTDIR)
+        _tvl_log(TVL_LOG_WARN, "[Config] Failed to remove unfinished file '%s': %s",
+                 unfinished.c_str(), g_strerror(errno));
 }
 
 } // namespace
@@ -144,24 +86,54 @@ zolv::read_regular_file(const char *path, int open_flags, gsize max_length, gsiz
 }
 
 bool
-zolv::has_content(const char *path)
+zolv::write_fully(int fd, std::string_view content)
 {
-    struct stat status = {};
+    while (!content.empty()) {
+        const ssize_t n_written = TEMP_FAILURE_RETRY(write(fd, content.data(), content.size()));
+        if (n_written < 0)
+            return false;
+        content.remove_prefix(static_cast<std::size_t>(n_written));
+    }
+    return true;
+}
 
-    return lstat(path, &status) == 0 && status.st_size > 0;
+int
+zolv::sync_directory(const char *path)
+{
+    const UniqueFd directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+
+    return directory && fsync(directory.get()) == 0 ? 0 : errno;
+}
+
+std::string
+zolv::unfinished_file(std::string_view directory)
+{
+    return std::string(directory) + "/" + unfinished_name;
 }
 
 bool
-zolv::sync_new_file(const char *path, GError **error)
+zolv::replace_file(const char *directory, const char *path, mode_t mode, std::string_view content,
+                   GError **error)
 {
-    g_autofree char *directory = g_path_get_dirname(path);
+    const std::string unfinished = unfinished_file(directory);
 
-    return sync_path(path, O_NOFOLLOW, error) && sync_path(directory, O_DIRECTORY, error);
+    unlink(unfinished.c_str()); /* of a save that failed */
+    UniqueFd file(
+        open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (!file)
+        return fail(error, errno);
+    if (!write_and_sync(file.get(), content) || rename(unfinished.c_str(), path) != 0) {
+        const int code = errno;
+        unlink(unfinished.c_str());
+        return fail(error, code);
+    }
+    const int code = sync_directory(directory);
+    return code == 0 || fail(error, code);
 }
 
 void
 zolv::sweep_leftovers()
 {
-    sweep_directory(settings_directory, is_settings_name);
-    sweep_directory(luks_directory, is_key_name);
+    sweep_directory(settings_directory);
+    sweep_directory(luks_directory);
 }

@@ -101,7 +101,7 @@ class SecondInstanceTest(ProbeTest):
         self.assertEqual(self.bus_object("LED/ONE").GetState(), 0)
 
     def test_it_leaves_an_unfinished_save_of_the_first_alone(self):
-        unfinished = os.path.join(self.world.settings, "peripheral-settings.conf.A1B2C3")
+        unfinished = os.path.join(self.world.settings, ".perimond-unfinished")
         os.makedirs(self.world.settings, exist_ok=True)
         with open(unfinished, "w", encoding="utf-8"):
             pass
