@@ -87,14 +87,14 @@ class FaultsTest(perimond.BoardTest):
         self.assertEqual(self.world.read(VALUE), "1\n")
 
     def test_an_access_can_be_slow_and_does_not_hold_others_up(self):
-        self.world.do("fail", VALUE, "read", "delay:300")
+        self.world.do("fail", VALUE, "read", "delay:1500")
         reader = self.world.popen("cat", VALUE)
         start = time.monotonic()
         perimond.wait_until(lambda: self.world.accesses(VALUE, ["open"]), "cat has begun")
         self.world.read("/sys/class/gpio/gpio5/direction")
-        self.assertLess(time.monotonic() - start, perimond.scaled(0.25))
+        self.assertLess(time.monotonic() - start, perimond.scaled(1.2))
         self.assertEqual(reader.communicate()[0], "0\n")
-        self.assertGreaterEqual(time.monotonic() - start, 0.2)
+        self.assertGreaterEqual(time.monotonic() - start, 1.4)
 
     def test_opening_and_listing_can_be_slow(self):
         for operation, access in (("open", lambda: self.world.read(VALUE)),

@@ -154,9 +154,9 @@ class PartitionTest(ServiceTest):
     def test_a_kind_with_nothing_present_leaves_its_led_as_it_is(self):
         self.preset(1, "LED/B1")
         self.preset(2, "LED/B2")
-        self.world.do("record", "--clear")
-        self.assertEqual(self.act("mounted 1,0,0,0,0,1 2 LED/B1 1 LED/B2 2"),
-                         [self.line(0, 0, 0, 0)])
+        # The thread that makes the second one blink may write lines of its own.
+        self.assertEqual([line for line in self.act("mounted 1,0,0,0,0,1 2 LED/B1 1 LED/B2 2")
+                          if not line.startswith("<debug> [Common] ")], [self.line(0, 0, 0, 0)])
         self.assertEqual(self.states(*BAR[:2]), [1, 2])
 
     def test_two_leds_of_a_kind_follow_the_same_status(self):

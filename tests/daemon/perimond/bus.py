@@ -97,7 +97,7 @@ class Recorder:
             arguments = arguments[1]
         self.events.append((path.removeprefix(ROOT).lstrip("/"), member, arguments))
 
-    def wait_for(self, condition, what, seconds=5):
+    def wait_for(self, condition, what, seconds=20):
         """Handles signals until condition() is true."""
         def holds():
             while not (held := condition()) and GLib.MainContext.default().iteration(False):
@@ -108,7 +108,7 @@ class Recorder:
         except AssertionError as late:
             raise AssertionError(f"{late}; signals so far: {self.events}") from None
 
-    def expect(self, events, seconds=5):
+    def expect(self, events, seconds=20):
         """The next signals are these; they are forgotten then."""
         self.wait_for(lambda: len(self.events) >= len(events), events, seconds)
         seen, self.events[:] = self.events[:], []

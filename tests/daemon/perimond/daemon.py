@@ -88,8 +88,10 @@ class DaemonTest(unittest.TestCase):
                 stdin=subprocess.DEVNULL, stdout=out, stderr=err)
         if wait:
             wait_until(lambda: STARTED in self.log_lines()[mark:]
-                       or self.daemon.poll() is not None, "the daemon starts", 20)
+                       or self.daemon.poll() is not None, "the daemon starts", 60)
             self.assertIsNone(self.daemon.poll(), "the daemon ended while it started")
+            # Behind its answer nothing comes any more that the start had to tell the bus.
+            self.bus_object("").get("Version")
 
     @property
     def daemon_pid(self):
@@ -138,7 +140,7 @@ class DaemonTest(unittest.TestCase):
         finally:
             lines += [line for line in self.log_lines()[mark:] if containing in line]
 
-    def wait_for_log(self, line, seconds=5, count=1):
+    def wait_for_log(self, line, seconds=20, count=1):
         """Waits until the daemon has written that line, so many times."""
         wait_until(lambda: self.log_lines().count(line) >= count, f"log line {line!r}", seconds)
 

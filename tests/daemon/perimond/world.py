@@ -23,7 +23,7 @@ def scaled(seconds):
     return seconds * float(os.environ.get("PERIMOND_TEST_TIME_SCALE", "1"))
 
 
-def wait_until(condition, what, seconds=5):
+def wait_until(condition, what, seconds=20):
     """Returns the first true value of condition()."""
     start = time.monotonic()
     while True:
