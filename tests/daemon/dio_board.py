@@ -47,7 +47,16 @@ class DioTest(perimond.DaemonTest):
         found = re.search(rf"^\[DIO/{name}\]\n((?:.+\n)*)", text, re.MULTILINE)
         return dict(line.split("=", 1) for line in found[1].splitlines()) if found else {}
 
-    # -- lines and the log
+    # -- threads, lines and the log
+
+    def watchers(self):
+        """The names of the threads that sample inputs, sorted."""
+        names = []
+        for task in os.listdir(f"/proc/{self.daemon_pid}/task"):
+            with contextlib.suppress(FileNotFoundError), \
+                    open(f"/proc/{self.daemon_pid}/task/{task}/comm") as file:
+                names.append(file.read().strip())
+        return sorted(name for name in names if name.endswith("-watcher"))
 
     def turn(self, line, *levels):
         for level in levels:

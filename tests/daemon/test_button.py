@@ -360,6 +360,24 @@ class ServiceTest(ButtonTest, ProbeTest):
         self.wait_for_runs(["press 0", "release 0"])
 
 
+    def test_what_a_button_still_had_to_tell_is_dropped_when_it_leaves_the_bus(self):
+        os.symlink(f"{DIRECTORY}/default.script", os.path.join(self.scripts, "default.action"))
+        self.start_daemon()
+        self.act("create button RESET", "button-device Button/RESET /dev/input/event0")
+        self.select("default")
+        recorder = self.recorder("Button/RESET", "actionChanged")
+        self.send("log 2 waiting", "await /etc/tarvel/go", "unexport Button/RESET",
+                  "export Button/RESET", "log 2 back")
+        self.wait_for_log("<info>  waiting")
+        self.world.do("press", "reset")
+        self.wait_for_runs(["press 0", "release 0"])
+        open(os.path.join(self.world.directory, "tarvel", "go"), "w").close()
+        self.wait_for_log("<info>  back")
+        self.select("default")
+        self.key(1)
+        recorder.expect([("Button/RESET", "actionChanged", ("press",))])
+
+
 class OtherDeviceTest(ButtonTest):
     starts = False
 

@@ -41,6 +41,22 @@ class ProbedBuzzerTest(ProbeTest):
         self.act("buzzer-pin Buzzer/X 9")
         self.assertEqual((buzzer.get("GPIOPin"), buzzer.get("DeviceType")), (9, 0))
 
+    def test_a_tone_that_fails_succeeds_and_leaves_its_first_error(self):
+        self.act("buzzer-pwm X")
+        self.assertEqual(self.probe("buzz Buzzer/X 1"), "OK: no error")
+        self.world.do("fail", ENABLE, "write", "EIO")
+        enabling_failed = f"OK: write '{ENABLE}' failed: Input/output error"
+        self.assertEqual(self.probe("buzz Buzzer/X 0"), enabling_failed)
+        self.assertEqual(self.probe("buzz Buzzer/X 1"), enabling_failed)
+        self.world.do("fail", DUTY, "write", "EIO")
+        self.assertEqual(self.probe("buzz Buzzer/X 1"),
+                         f"OK: write '{DUTY}' failed: Input/output error")
+        self.world.do("heal")
+        self.assertEqual(self.probe("buzz Buzzer/X 0"), "OK: no error")
+
+    def probe(self, command):
+        return self.act(command)[-1].removeprefix("<info>  [Probe] ")
+
 
 class GpioBuzzerTest(BuzzerTest):
     def setUp(self):

@@ -28,16 +28,9 @@ class PropertyTest(DioTest):
         self.assertEqual(self.stored("DO1"), {})
 
     def test_every_input_has_a_watcher_and_no_output(self):
-        tasks = f"/proc/{self.daemon_pid}/task"
-
-        def watchers():
-            names = sorted(open(f"{tasks}/{task}/comm").read().strip()
-                           for task in os.listdir(tasks))
-            return [name for name in names if name.endswith("-watcher")]
-
         # A thread gives itself its name.
-        wait_until(lambda: len(watchers()) >= 3, "the threads have names")
-        self.assertEqual(watchers(), ["DI1-watcher", "DI2-watcher", "DIO1-watcher"])
+        wait_until(lambda: len(self.watchers()) >= 3, "the threads have names")
+        self.assertEqual(self.watchers(), ["DI1-watcher", "DI2-watcher", "DIO1-watcher"])
 
 
 class StateTest(DioTest):
@@ -111,9 +104,13 @@ class DirectionTest(DioTest):
     def test_any_other_number_is_refused_and_the_daemon_goes_on(self):
         for number in (2, 4294967295):
             for name in ("DI1", "DIO1"):
-                with self.subTest((name, number)), self.assertBusError("InvalidArgument",
-                                                                       "Invalid DIO direction"):
-                    self.dio(name).SetDirection(number)
+                with self.subTest((name, number)), self.lines_of(name) as lines:
+                    with self.assertBusError("InvalidArgument", "Invalid DIO direction"):
+                        self.dio(name).SetDirection(number)
+                shown = number if number == 2 else -1
+                self.assertEqual(lines, [
+                    f"<debug> [DIO/{name}] Get method call: SetDirection({shown})",
+                    f"<error> [DIO/{name}] SetDirection({shown}) failed: Invalid DIO direction"])
         self.assertEqual(self.dio("DIO1").GetDirection(), 0)
 
     def test_a_direction_that_cannot_be_read_is_asked_for_anew(self):
@@ -227,6 +224,49 @@ class ProbedChannelTest(DioTest, ProbeTest):
         # The first watcher sees the event while the main loop is busy.
         self.act("event DIO/X 3", "pause 200", "unexport DIO/X", "export DIO/X", "hook DIO/X")
         self.wait_for_property("X", "Active", 1)
+
+
+    def test_what_an_input_still_had_to_tell_is_dropped_when_it_leaves_the_bus(self):
+        self.act("create dio X", "dio-gpio DIO/X 16 0", "hook DIO/X")
+        recorder = self.recorder("DIO/X", "StateChanged")
+        go = "/etc/tarvel/go"
+        self.send("log 2 waiting", f"await {go}", "unexport DIO/X", "export DIO/X", "hook DIO/X",
+                  "log 2 back")
+        self.wait_for_log("<info>  waiting")
+        self.turn(16, 1)
+        self.wait_for_readings(16)
+        open(self.here(go), "w").close()
+        self.wait_for_log("<info>  back")
+        self.wait_for_readings(16)
+        self.turn(16, 0)
+        recorder.expect([("DIO/X", "StateChanged", (0,))])
+
+    def test_an_input_that_goes_without_being_withdrawn_ends_its_watcher_first(self):
+        self.act("lone LONE 28 29")
+        wait_until(self.watchers, "the watcher has its name")
+        self.assertEqual(self.act("drop"), ["<info>  [DIO/LONE] Object destroyed"])
+        self.assertEqual(self.watchers(), [])
+
+
+class EndTest(DioTest, ProbeTest):
+    environment = {"DIO_SAMPLING_INTERVAL": "50"}
+    init = ("create dio A", "dio-gpio DIO/A 16 0", "hook DIO/A",
+            "create dio B", "dio-gpio DIO/B 17 0", "hook DIO/B")
+    shutdown = ("modprobe end",)
+
+    def prepare(self):
+        DioTest.prepare(self)
+        ProbeTest.prepare(self)
+
+    def test_all_watchers_are_told_to_end_before_the_first_is_waited_for(self):
+        self.world.do("fail", "*/gpio16/value", "read", "delay:3000")
+        wait_until(lambda: "delay" in self.world.do("faults"), "the fault is set")
+        self.wait_for_readings(17)
+        time.sleep(0.1)  # by now the first watcher is in its long reading
+        self.stop_daemon()
+        record = [line.split()[2:4] for line in self.world.do("record").splitlines()]
+        end = record.index(["run", "/sbin/modprobe"])
+        self.assertLess(record[end:].count(["read", "/sys/class/gpio/gpio17/value"]), 10)
 
 
 class StoredOutputTest(DioTest):

@@ -111,6 +111,23 @@ class ObjectTest(ProbeTest):
         self.assertEqual(Gio.DBusError.get_remote_error(caught.exception),
                          "org.freedesktop.DBus.Error.UnknownMethod")
 
+    def test_what_the_removal_of_an_object_sets_off_does_not_find_it_any_more(self):
+        self.assertEqual(self.act("farewell LED/ONE", "remove LED/ONE"),
+                         ["<debug> [LED/ONE] Object created",
+                          "<debug> [Manager] Create new object: LED/ONE", "",
+                          "<info>  [LED/ONE] Unexported", "<info>  [LED/ONE] Object destroyed"])
+        self.assertEqual(self.act("get LED/ONE")[-1], "<info>  [Probe] LED ONE '' not exported")
+
+    def test_what_the_end_of_an_object_sets_off_does_not_find_it_any_more(self):
+        self.act("farewell LED/ONE")
+        with self.log("LED/ONE") as lines:
+            self.stop_daemon()
+        self.assertEqual(lines, ["<debug> [LED/ONE] Object created",
+                                 "<debug> [Manager] Create new object: LED/ONE",
+                                 "<info>  [LED/ONE] Unexported",
+                                 "<info>  [LED/ONE] Object destroyed",
+                                 "<info>  [LED/ONE] Object destroyed"])
+
     def test_a_removed_object_comes_back_under_its_path(self):
         self.act("remove LED/ONE")
         self.assertEqual(self.act("led ONE sim:red:fault"),

@@ -269,6 +269,96 @@ do_buzzer_pin(const Call *call)
     zolv_buzzer_define_gpio(ZOLV_BUZZER(obj(call)), atoi(call->words[2]));
 }
 
+/* buzzer-pwm NAME */
+static void
+do_buzzer_pwm(const Call *call)
+{
+    zolv_buzzer_pwm_define(ZOLV_BUZZER_PWM(
+        zolv_base_manager_create_new_object(call->manager, ZOLV_TYPE_BUZZER_PWM, call->words[1])));
+}
+
+/* buzz ID STATE: there may be an error beside a success */
+static void
+do_buzz(const Call *call)
+{
+    GError *error = NULL;
+    gboolean done = zolv_buzzer_set_state(ZOLV_BUZZER(obj(call)), number(call, 2), &error);
+
+    INFO("%s: %s", done ? "OK" : "failed", error != NULL ? error->message : "no error");
+    g_clear_error(&error);
+}
+
+static struct {
+    GDBusObjectManagerServer *server;
+    char *path;
+} lone;
+
+static void
+log_watchers(gpointer data, GObject *object)
+{
+    GDir *tasks = g_dir_open("/proc/self/task", 0, NULL);
+
+    (void)data;
+    (void)object;
+    for (const char *task; (task = g_dir_read_name(tasks)) != NULL;) {
+        char *path = g_build_filename("/proc/self/task", task, "comm", NULL);
+        char *name = NULL;
+        if (g_file_get_contents(path, &name, NULL, NULL) && strstr(name, "-watcher") != NULL)
+            INFO("running: %s", g_strchomp(name));
+        g_free(name);
+        g_free(path);
+    }
+    g_dir_close(tasks);
+}
+
+/* lone NAME INPUT OUTPUT: a channel of two lines that the manager does not know */
+static void
+do_lone(const Call *call)
+{
+    lone.server = g_dbus_object_manager_server_new("/com/tarvel/Perimond");
+    ZolvObj *object = zolv_obj_new(ZOLV_TYPE_DIO_DUALGPIO, lone.server, "DIO", call->words[1]);
+    ZolvDIODualGPIO *channel = ZOLV_DIO_DUALGPIO(object);
+
+    zolv_dio_dualgpio_define_gpio(channel, atoi(call->words[2]), atoi(call->words[3]), 0);
+    zolv_dio_dualgpio_define_hook(channel);
+    lone.path = g_strdup(g_dbus_object_get_object_path(G_DBUS_OBJECT(object)));
+    g_object_weak_ref(G_OBJECT(object), log_watchers, NULL);
+    g_object_unref(object);
+}
+
+/* drop: the lone channel goes without having been withdrawn */
+static void
+do_drop(const Call *call)
+{
+    (void)call;
+    g_dbus_object_manager_server_unexport(lone.server, lone.path);
+    g_object_unref(lone.server);
+    g_free(lone.path);
+}
+
+static struct {
+    ZolvBaseManager *manager;
+    void (*withdraw)(ZolvObj *object);
+} farewell;
+
+static void
+create_and_withdraw(ZolvObj *object)
+{
+    ZOLV_OBJ_GET_CLASS(object)->unexport_obj = farewell.withdraw;
+    zolv_base_manager_create_new_object(farewell.manager, G_OBJECT_TYPE(object),
+                                        zolv_obj_get_name(object));
+    farewell.withdraw(object);
+}
+
+/* farewell ID: the next object of its class that leaves the bus has another of its name created */
+static void
+do_farewell(const Call *call)
+{
+    farewell.manager = call->manager;
+    farewell.withdraw = ZOLV_OBJ_GET_CLASS(obj(call))->unexport_obj;
+    ZOLV_OBJ_GET_CLASS(obj(call))->unexport_obj = create_and_withdraw;
+}
+
 /* bootenv ID VARIABLE */
 static void
 do_bootenv(const Call *call)
@@ -432,6 +522,14 @@ do_pause(const Call *call)
     g_usleep(1000UL * number(call, 1));
 }
 
+/* await PATH: blocks the main loop until there is such a file */
+static void
+do_await(const Call *call)
+{
+    while (access(call->words[1], F_OK) != 0)
+        g_usleep(1000);
+}
+
 /* iterate MILLISECONDS: handles what arrives on the main loop, from within a callback */
 static void
 do_iterate(const Call *call)
@@ -554,6 +652,12 @@ static const struct {
     {"modprobe", do_modprobe},
     {"bare-signal", do_bare_signal},
     {"pause", do_pause},
+    {"await", do_await},
+    {"buzzer-pwm", do_buzzer_pwm},
+    {"buzz", do_buzz},
+    {"lone", do_lone},
+    {"drop", do_drop},
+    {"farewell", do_farewell},
 };
 
 static void
