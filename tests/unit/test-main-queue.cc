@@ -1,5 +1,7 @@
 #include "core/zolv-main-queue.h"
 
+#include <array>
+#include <atomic>
 #include <glib.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -41,6 +43,36 @@ TEST(MainQueue, KeepsTheOrderOfThousandsOfJobsOfAThread)
     poster.join();
     for (int i = 0; i < n_jobs; i++)
         ASSERT_EQ(seen[static_cast<std::size_t>(i)], i);
+}
+
+TEST(MainQueue, TakesTheJobsOfManyThreadsAtATime)
+{
+    constexpr std::size_t n_threads = 4;
+    constexpr std::size_t n_jobs = 50000;
+    zolv::MainJobs jobs;
+    std::array<std::size_t, n_threads> seen{};
+    std::size_t n_seen = 0;
+    bool in_order = true;
+    std::atomic<bool> begin = false;
+    std::vector<std::thread> posters;
+
+    for (std::size_t t = 0; t < n_threads; t++)
+        posters.emplace_back([&, t] {
+            while (!begin)
+                std::this_thread::yield();
+            for (std::size_t i = 0; i < n_jobs; i++)
+                jobs.post([&, t, i] {
+                    in_order = in_order && seen[t] == i;
+                    seen[t]++;
+                    n_seen++;
+                });
+        });
+    begin = true;
+    for (std::thread &poster : posters)
+        poster.join();
+    run_what_is_posted();
+    EXPECT_TRUE(in_order);
+    EXPECT_EQ(n_seen, n_threads * n_jobs);
 }
 
 TEST(MainQueue, IsReadAgainAfterItWasEmpty)

@@ -83,6 +83,27 @@ TEST(Worker, IsStoppedByItsDestructorAndMayBeStartedAgain)
     EXPECT_EQ(ended, 2);
 }
 
+TEST(Worker, WaitsOutItsFirstWaitAfterItWasStartedAgain)
+{
+    std::atomic<bool> went_on = false;
+    std::chrono::steady_clock::duration waited{};
+    zolv::Worker worker;
+
+    /* Requests that no wait has seen. */
+    worker.start("again", [](zolv::Worker &) {});
+    worker.request_stop();
+    worker.request_stop();
+    worker.stop();
+    worker.start("again", [&](zolv::Worker &self) {
+        waited = time_of([&] { self.sleep_for(20ms); });
+        went_on = true;
+    });
+    while (!went_on)
+        g_thread_yield();
+    worker.stop();
+    EXPECT_GE(waited, 20ms);
+}
+
 TEST(Worker, WakesTheWaitOfItsOwnKind)
 {
     std::atomic<bool> woken = false;
