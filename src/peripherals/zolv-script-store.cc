@@ -2,12 +2,13 @@
 
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
+#include "helpers/zolv-helpers-store.h"
 #include "tvl-log.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <gio/gio.h>
@@ -17,13 +18,9 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using zolv::fit_text;
 
 constexpr mode_t script_mode = 0755;
-
-/* The main loop waits for the copy: a disk that is too slow for a large script ends it. */
-constexpr auto max_copy_time = 5s;
 
 bool
 refuse(std::span<const zolv::ScriptRefusal> refusals, const zolv::ScriptRequest &request,
@@ -37,109 +34,80 @@ refuse(std::span<const zolv::ScriptRefusal> refusals, const zolv::ScriptRequest 
     return false;
 }
 
-bool
-write_all(int fd, const char *data, std::size_t length)
-{
-    while (length > 0) {
-        const ssize_t written = TEMP_FAILURE_RETRY(write(fd, data, length));
-        if (written < 0)
-            return false;
-        data += written;
-        length -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-/* These return 0 or the system's error number. */
-
-int
-copy_content(int from, int to)
-{
-    const auto deadline = std::chrono::steady_clock::now() + max_copy_time;
-    static std::array<char, std::size_t{1} << 16U> buffer; /* for the main loop alone */
-
-    for (;;) {
-        const ssize_t length = TEMP_FAILURE_RETRY(read(from, buffer.data(), buffer.size()));
-        if (length == 0)
-            return 0;
-        if (length < 0 || !write_all(to, buffer.data(), static_cast<std::size_t>(length)))
-            return errno;
-        if (std::chrono::steady_clock::now() > deadline)
-            return ETIMEDOUT;
-    }
-}
-
 int
 check_free_space(const char *directory, off_t size)
 {
     struct statvfs info;
 
-    if (statvfs(directory, &info) != 0)
-        return errno;
-    /* A file system without a size of its own shows 0. */
-    if (info.f_blocks == 0)
-        return 0;
-    const auto n_blocks = static_cast<fsblkcnt_t>(size) / info.f_frsize;
-    return n_blocks >= info.f_bavail ? ENOSPC : 0;
+    if (statvfs(directory, &info) != 0 || info.f_blocks == 0)
+        return 0; /* unknown, or a file system without a size of its own */
+    const fsblkcnt_t n_blocks = (static_cast<fsblkcnt_t>(size) + info.f_frsize - 1) / info.f_frsize;
+    return n_blocks > info.f_bavail ? ENOSPC : 0;
 }
 
-int
+zolv::CopyResult
 create_copy(const zolv::ScriptSource &source, const char *directory, const char *path,
             zolv::UniqueFd &copy)
 {
     if (const int code = check_free_space(directory, source.size()); code != 0)
-        return code;
-    const zolv::UniqueFd content = source.open_content();
-    if (!content)
-        return errno;
-    /* Never an entry that somebody put there since the checks. Each write waits for the disk, so
-     * that the copy's time is the disk's. */
+        return {code};
+    unlink(path); /* of a copy that could not be removed */
+    /* Each write waits for the disk, so that the copy's time is the disk's. */
     copy.reset(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_DSYNC, 0600));
     if (!copy)
-        return errno;
-    const int code = copy_content(content.get(), copy.get());
-    if (code != 0)
+        return {errno, zolv::CopyResult::place};
+    const zolv::CopyResult result = source.copy_to(copy.get());
+    if (!result)
         unlink(path);
-    return code;
+    return result;
 }
 
-int
-sync_directory(const char *path)
+void
+log_failure(const zolv::ScriptSource &source, int code)
 {
-    const zolv::UniqueFd directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-
-    return directory && fsync(directory.get()) == 0 ? 0 : errno;
+    _tvl_log(TVL_LOG_WARN, "[Common] install script '%s' failed: %s",
+             fit_text(source.path()).c_str(), g_strerror(code));
 }
 
 /* The caller learns that the step failed, the log why. */
 bool
 fail_step(const char *step, const zolv::ScriptSource &source, int code, GError **error)
 {
-    _tvl_log(TVL_LOG_WARN, "[Common] install script '%s' failed: %s",
-             fit_text(source.path()).c_str(), g_strerror(code));
+    log_failure(source, code);
     g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, step);
     return false;
 }
 
+/* The words are those of g_file_copy(), which copies everywhere else. It knows no time limit. */
 bool
-install(const zolv::ScriptKind &kind, const zolv::ScriptSource &source, const char *script,
-        const char *link, GError **error)
+fail_copy(const zolv::ScriptKind &kind, const zolv::ScriptSource &source, const char *script,
+          zolv::CopyResult result, GError **error)
 {
-    zolv::UniqueFd copy;
+    const auto code = static_cast<gint>(g_io_error_from_errno(result.error));
+    const char *reason = g_strerror(result.error);
 
-    if (const int code = create_copy(source, kind.directory, script, copy); code != 0)
-        return fail_step(kind.copy_failed, source, code, error);
-    if (fchmod(copy.get(), script_mode) != 0 || fsync(copy.get()) != 0)
-        return fail_step(kind.mode_failed, source, errno, error);
-    /* What is open for writing cannot be run. */
-    copy.reset();
-    if (!zolv_helper_create_symlink(script, link, error))
-        return false;
-    if (const int code = sync_directory(kind.directory); code != 0) {
-        unlink(link);
-        return fail_step(kind.link_failed, source, code, error);
-    }
-    return true;
+    if (result.step == zolv::CopyResult::out_of_time)
+        return fail_step(kind.copy_failed, source, result.error, error);
+    log_failure(source, result.error);
+    if (result.step == zolv::CopyResult::place)
+        g_set_error(error, G_IO_ERROR, code, "Error opening file “%s”: %s",
+                    fit_text(script).c_str(), reason);
+    else if (result.step == zolv::CopyResult::source)
+        g_set_error(error, G_IO_ERROR, code, "Error opening file %s: %s",
+                    fit_text(source.path()).c_str(), reason);
+    else
+        g_set_error(error, G_IO_ERROR, code, "Error splicing file: %s", reason);
+    return false;
+}
+
+/* An entry that somebody put there since the checks stays. */
+int
+rename_to_free_name(const char *from, const char *to)
+{
+    const int result = renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+
+    /* Not every file system can tell. */
+    return result != 0 && errno == EINVAL ? rename(from, to) : result;
 }
 
 bool
@@ -157,41 +125,6 @@ entry_exists(const std::string &path)
 }
 
 } // namespace
-
-zolv::ScriptSource::ScriptSource(const char *path)
-    : path_(path), base_name_(CharPtr(g_path_get_basename(path)).get()),
-      fd_(open(path, O_PATH | O_CLOEXEC))
-{
-    struct stat info;
-
-    if (!fd_ || fstat(fd_.get(), &info) != 0) {
-        error_ = errno;
-        return;
-    }
-    mode_ = info.st_mode;
-    size_ = info.st_size;
-}
-
-bool
-zolv::ScriptSource::missing() const
-{
-    return error_ == ENOENT || error_ == ENOTDIR || error_ == ELOOP || error_ == ENAMETOOLONG;
-}
-
-bool
-zolv::ScriptSource::regular() const
-{
-    return S_ISREG(mode_);
-}
-
-zolv::UniqueFd
-zolv::ScriptSource::open_content() const
-{
-    const std::string path = "/proc/self/fd/" + std::to_string(fd_.get());
-
-    /* There are regular files in /proc that block. */
-    return UniqueFd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-}
 
 bool
 zolv::script_faults::source_missing(const ScriptRequest &request)
@@ -238,10 +171,12 @@ zolv::script_faults::name_taken(const ScriptRequest &request)
 bool
 zolv::script_faults::script_taken(const ScriptRequest &request)
 {
-    const std::string script = request.store.script_path(request.source->base_name());
+    const std::string &base_name = request.source->base_name();
+    const std::string script = request.store.script_path(base_name);
     const std::string link = request.store.link_path(request.name);
 
-    return script == link || entry_exists(script) || entry_exists(link);
+    return script == link || base_name == unfinished_name || base_name == ScriptMark::file_name ||
+           (!request.adopted && entry_exists(script)) || entry_exists(link);
 }
 
 bool
@@ -261,6 +196,7 @@ zolv::ScriptStore::ScriptStore(const ScriptKind &kind) : kind_(kind)
     std::vector<Link> links;
     g_autoptr(GError) error = nullptr;
 
+    settle();
     if (!list(links, &error) && !g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_FOUND))
         _tvl_log(TVL_LOG_WARN, "[Common] list '%s' failed: %s", kind_.directory,
                  fit_text(error->message).c_str());
@@ -290,25 +226,114 @@ zolv::ScriptStore::exists(std::string_view name) const
            S_ISLNK(info.st_mode);
 }
 
+/* Completes or undoes what the last process did not come to the end of. */
+void
+zolv::ScriptStore::settle() const
+{
+    const std::string unfinished = unfinished_file(kind_.directory);
+    const ScriptMark mark(kind_.directory);
+    const std::optional<ScriptMark::Entry> entry = mark.read();
+    struct stat info;
+
+    if (unlink(unfinished.c_str()) == 0)
+        _tvl_log(TVL_LOG_INFO, "[Common] Removed unfinished script '%s'", unfinished.c_str());
+    if (!entry)
+        return;
+    const bool named = leads_to(entry->name, entry->script);
+    if (entry->work == ScriptMark::adopting) {
+        if (named)
+            unlink(link_path(entry->name).c_str());
+        return;
+    }
+    if (named || lstat(entry->script.c_str(), &info) != 0 || info.st_ino != entry->inode)
+        return;
+    if (unlink(entry->script.c_str()) == 0)
+        _tvl_log(TVL_LOG_INFO, "[Common] Removed script '%s', whose name is gone",
+                 fit_text(entry->script).c_str());
+}
+
+bool
+zolv::ScriptStore::leads_to(std::string_view name, const std::string &script) const
+{
+    const CharPtr target(g_file_read_link(link_path(name).c_str(), nullptr));
+
+    return target != nullptr &&
+           script == CharPtr(g_canonicalize_filename(target.get(), kind_.directory)).get();
+}
+
+bool
+zolv::ScriptStore::install(const ScriptRequest &request, const ScriptMark &mark,
+                           GError **error) const
+{
+    const ScriptSource &source = *request.source;
+    const std::string aside = unfinished_file(kind_.directory);
+    const std::string script = script_path(source.base_name());
+    const std::string link = link_path(request.name);
+    struct stat info;
+    UniqueFd copy;
+
+    const CopyResult result = create_copy(source, kind_.directory, aside.c_str(), copy);
+    if (!result)
+        return fail_copy(kind_, source, script.c_str(), result, error);
+    const int mode_error = fchmod(copy.get(), script_mode) == 0 ? 0 : errno;
+    const auto work = request.adopted ? ScriptMark::adopting : ScriptMark::adding;
+    const auto rename_aside = request.adopted ? rename : rename_to_free_name;
+    if (fsync(copy.get()) != 0 || fstat(copy.get(), &info) != 0 ||
+        !mark.set({work, info.st_ino, request.name, script}) ||
+        rename_aside(aside.c_str(), script.c_str()) != 0) {
+        const int code = errno;
+        unlink(aside.c_str());
+        return fail_copy(kind_, source, script.c_str(), {code, CopyResult::place}, error);
+    }
+    if (mode_error != 0)
+        return fail_step(kind_.mode_failed, source, mode_error, error);
+    /* What is open for writing cannot be run. */
+    copy.reset();
+    if (!zolv_helper_create_symlink(script.c_str(), link.c_str(), error))
+        return false;
+    if (const int code = sync_directory(kind_.directory); code != 0) {
+        unlink(link.c_str());
+        return fail_step(kind_.link_failed, source, code, error);
+    }
+    return true;
+}
+
 bool
 zolv::ScriptStore::add(const char *name, const char *path, GError **error)
 {
     const ScriptSource source(path);
     const ScriptRequest request{*this, name, &source};
+    const ScriptMark mark(kind_.directory);
 
-    if (refuse(kind_.add_refusals, request, error))
-        return false;
-    if (!install(kind_, source, script_path(source.base_name()).c_str(), link_path(name).c_str(),
-                 error))
+    if (refuse(kind_.add_refusals, request, error) || !install(request, mark, error))
         return false;
     enter(name);
     return true;
+}
+
+zolv::ScriptStore::Adoption
+zolv::ScriptStore::adopt(const char *name, const char *path, const std::function<void()> &select,
+                         GError **error)
+{
+    const ScriptSource source(path);
+    const ScriptRequest request{*this, name, &source, true};
+    const ScriptMark mark(kind_.directory);
+    const bool copyable = !source.unreadable() && source.regular();
+
+    if (refuse(kind_.add_refusals, request, error))
+        return copyable ? Adoption::refused : Adoption::failed;
+    if (!install(request, mark, error))
+        return Adoption::failed;
+    enter(name);
+    select();
+    return Adoption::done;
 }
 
 bool
 zolv::ScriptStore::remove(const char *name, GError **error)
 {
     const std::string link = link_path(name);
+    struct stat info;
 
     if (refuse(kind_.remove_refusals, {*this, name}, error))
         return false;
@@ -321,6 +346,10 @@ zolv::ScriptStore::remove(const char *name, GError **error)
         g_set_error_literal(error, ZOLV_CORE_ERROR, kind_.script_gone_code, kind_.script_gone);
         return false;
     }
+    /* A full disk may have no room for the mark: that is no reason to keep a script. */
+    const ScriptMark mark(kind_.directory);
+    if (lstat(script.get(), &info) == 0)
+        mark.set({ScriptMark::removing, info.st_ino, name, script.get()});
     if (!zolv_helper_delete_file(link.c_str(), error) ||
         !zolv_helper_delete_file(script.get(), error))
         return false;

@@ -1,8 +1,10 @@
 #pragma once
 
-#include "core/zolv-raii.h"
+#include "peripherals/zolv-script-mark.h"
+#include "peripherals/zolv-script-source.h"
 #include "zolv-error.h"
 
+#include <functional>
 #include <map>
 #include <span>
 #include <string>
@@ -14,35 +16,13 @@ namespace zolv {
 
 class ScriptStore;
 
-/* A file that is to be installed. It is opened once, without a side effect on what it is and
- * without blocking; what is copied later is the file that was checked. */
-class ScriptSource {
-  public:
-    explicit ScriptSource(const char *path);
-
-    bool missing() const;
-    bool unreadable() const { return error_ != 0; }
-    bool regular() const;
-    off_t size() const { return size_; }
-    const std::string &path() const { return path_; }
-    const std::string &base_name() const { return base_name_; }
-    /* The content; no descriptor with errno on failure. */
-    UniqueFd open_content() const;
-
-  private:
-    std::string path_;
-    std::string base_name_;
-    UniqueFd fd_;
-    int error_ = 0;
-    mode_t mode_ = 0;
-    off_t size_ = 0;
-};
-
-/* What somebody asks of a store; @source is null unless a script is added. */
+/* What somebody asks of a store; @source is null unless a script is added, and @adopted tells that
+ * the script lies in its place already. */
 struct ScriptRequest {
     const ScriptStore &store;
     std::string name;
     const ScriptSource *source = nullptr;
+    bool adopted = false;
 };
 
 /* One reason to refuse a request, and the answer. */
@@ -62,7 +42,8 @@ bool name_too_long(const ScriptRequest &request);
 bool name_malformed(const ScriptRequest &request);
 bool name_reserved(const ScriptRequest &request);
 bool name_taken(const ScriptRequest &request);
-/* Also where the link's place is taken, or the script would take it. */
+/* Also where the link's place is taken, or the script would take it, or has one of the names that
+ * are the store's own. */
 bool script_taken(const ScriptRequest &request);
 bool name_unknown(const ScriptRequest &request);
 bool script_in_use(const ScriptRequest &request);
@@ -87,6 +68,12 @@ struct ScriptKind {
  * N and the suffix; the name exists exactly if that link does, whatever it leads to. The registry
  * knows the names that were there at the start and those added since, who selects each, and which
  * are reserved. For the main loop.
+ *
+ * What a kill or a loss of power cuts short the next start completes or undoes, so that a script is
+ * whole and has its name, or is gone. A script is written aside, and only its final name is still
+ * missing when it is given that. From then until its link is there, and while a script is removed,
+ * a ScriptMark says what is under way. Scripts that somebody else has put into the directory have
+ * neither, and are left alone.
  */
 class ScriptStore {
   public:
@@ -97,6 +84,9 @@ class ScriptStore {
         std::string target; /* as stored */
     };
 
+    /* What became of a script that was to be adopted. */
+    enum class Adoption { done, failed, refused };
+
     explicit ScriptStore(const ScriptKind &kind);
 
     std::string script_path(std::string_view base_name) const;
@@ -106,6 +96,12 @@ class ScriptStore {
     /* Installs the script at @path under @name, for nobody yet. On success all of it is on the
      * disk. */
     bool add(const char *name, const char *path, GError **error);
+    /* The same for a script that lies in the directory without a name, with the copy of it at @path
+     * in its place; @select, which tells of its own failure, then belongs to it: both are done, or
+     * neither. The script in the directory is there and whole all the time. It is refused for what
+     * any script is refused for, and fails where the copy cannot take its place. */
+    Adoption adopt(const char *name, const char *path, const std::function<void()> &select,
+                   GError **error);
     /* Deletes the link, then the script, wherever that lies. */
     bool remove(const char *name, GError **error);
     /* All links whose target can be read; fails only if the directory cannot be listed. */
@@ -125,6 +121,10 @@ class ScriptStore {
         bool reserved = false;
         std::vector<std::string> users;
     };
+
+    void settle() const;
+    bool leads_to(std::string_view name, const std::string &script) const;
+    bool install(const ScriptRequest &request, const ScriptMark &mark, GError **error) const;
 
     Registration &enter(std::string_view name);
     const Registration *find(std::string_view name) const;

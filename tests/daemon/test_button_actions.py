@@ -187,7 +187,9 @@ class AddActionTest(ActionsTest):
         for name in os.listdir(self.scripts):
             os.unlink(os.path.join(self.scripts, name))
         os.rmdir(self.scripts)
-        with self.assertBusError("OperationFailure", "Copy source action script failed"):
+        with self.assertBusError("org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code1",
+                                 f"Error opening file “{DIRECTORY}/good.sh”: "
+                                 "No such file or directory"):
             self.button.AddAction("x", path)
 
 

@@ -12,6 +12,7 @@ from gi.repository import GLib
 from perimond import scaled
 from probe import ProbeTest
 
+GIO_ERROR = "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code{}"
 NAME_RULE = ('Hook name only allows uppercase letters, lowercase letters, numbers, '
              '"-" and "_"')
 
@@ -168,7 +169,8 @@ class AddTest(HookTest):
     def test_a_directory_that_is_not_there_fails_the_copy(self):
         path = self.write_script("one.sh")
         os.rmdir(self.here(HOOKS))
-        with self.assertBusError("OperationFailure", "Copy source hook script failed"):
+        with self.assertBusError(GIO_ERROR.format("1"), f"Error opening file “{HOOKS}/one.sh”: "
+                                                        "No such file or directory"):
             self.dio("DI1").AddHook("first", path)
         self.assertIn(f"<warn>  [Common] install script '{path}' failed: "
                       "No such file or directory", self.log_lines())
@@ -177,7 +179,8 @@ class AddTest(HookTest):
         path = self.write_script("large")
         os.truncate(self.here(path), 1 << 42)
         start = time.monotonic()
-        with self.assertBusError("OperationFailure", "Copy source hook script failed"):
+        with self.assertBusError(GIO_ERROR.format("12"),
+                                 "Error splicing file: No space left on device"):
             self.dio("DI1").AddHook("first", path)
         self.assertLess(time.monotonic() - start, scaled(2))
         self.assertEqual(self.hook_files(), [])
@@ -189,11 +192,35 @@ class AddTest(HookTest):
         try:
             self.dio("DI1").AddHook("first", path)
         except GLib.Error as error:
-            self.assertIn("Copy source hook script failed", error.message)
+            self.assertRegex(error.message, "Copy source hook script failed|No space left")
             self.assertEqual(self.hook_files(), [])
         else:
             self.assertEqual(os.stat(self.here(f"{HOOKS}/large")).st_size, 300 << 20)
         self.assertLess(time.monotonic() - start, scaled(8))
+
+    def test_a_source_that_does_not_answer_is_given_up(self):
+        source = "/sys/class/gpio/slow.sh"
+        self.world.do("preset", source, "#!/bin/true")
+        for operation in ("open", "read"):
+            with self.subTest(operation):
+                self.world.do("fail", source, operation, "delay:8000")
+                start = time.monotonic()
+                with self.assertBusError("OperationFailure", "Copy source hook script failed"):
+                    self.dio("DI1").AddHook("first", source)
+                taken = time.monotonic() - start
+                self.world.do("heal")
+                self.assertGreater(taken, 4.9)
+                self.assertLess(taken, 5 + scaled(2))
+                self.assertEqual(self.hook_files(), [])
+        self.assertIn(f"<warn>  [Common] install script '{source}' failed: Connection timed out",
+                      self.log_lines())
+
+    def test_a_source_whose_reading_fails_fails_the_copy(self):
+        self.world.do("fail", "/sys/class/gpio/unexport", "open", "EIO")
+        with self.assertBusError(GIO_ERROR.format("0"), "Error opening file "
+                                 "/sys/class/gpio/unexport: Input/output error"):
+            self.dio("DI1").AddHook("first", "/sys/class/gpio/unexport")
+        self.assertEqual(self.hook_files(), [])
 
     def test_names_of_scripts_may_hold_anything(self):
         self.dio("DI1").AddHook("first", self.write_script("ä $(reboot) \"x\".sh"))
@@ -651,6 +678,8 @@ class OrphanTest(OrphanBase):
                          [self.converted(),
                           "<warn>  [DIO/DI1] Failed to add hook, reason: Hook name is exist, "
                           "please assign a unique hook name"])
+        self.assertIn(f"<warn>  [DIO/DI1] Script {self.script} cannot be a hook and was removed",
+                      self.log_lines())
         self.assertEqual(self.hook_files(), ["DI1.hook"])
         self.assert_nothing_temporary()
 
@@ -677,6 +706,8 @@ class OrphanOfALongNameTest(OrphanBase, ProbeTest):
             self.dio(self.name).Reload()
         self.assertIn(f"<warn>  [DIO/{self.name}] Failed to add hook, reason: Hook name must be "
                       "less than 32 characters", lines)
+        self.assertIn(f"<warn>  [DIO/{self.name}] Script {HOOKS}/{self.name}.script cannot be a hook "
+                      "and was removed", lines)
         self.assertEqual(self.hook_files(), [])
         self.assertEqual(self.dio(self.name).get("HookName"), "none")
         self.assert_nothing_temporary()
@@ -694,6 +725,18 @@ class OrphanAcrossFileSystemsTest(OrphanBase):
         self.arm("DI1", "DI1")
         self.turn(16, 1)
         self.assertEqual(self.wait_for_runs(1), [f"{HOOKS}/DI1.hook 0 0"])
+        self.assert_nothing_temporary()
+
+    def test_what_there_is_no_room_for_stays(self):
+        self.world.run("mount", "-t", "tmpfs", "-o", "size=16k", "none", self.temporary)
+        text = "#!/bin/true\n" + "#" * 32768
+        self.write_script("DI1.script", text, folder=HOOKS)
+        with self.lines_of("DI1") as lines:
+            self.dio("DI1").Reload()
+        self.assertIn("<warn>  [DIO/DI1] Failed to move script to temp directory", lines)
+        self.assertEqual(self.hook_files(), ["DI1.script"])
+        with open(self.here(self.script)) as file:
+            self.assertEqual(file.read(), text)
         self.assert_nothing_temporary()
 
     def test_what_cannot_be_moved_stays(self):

@@ -1,9 +1,13 @@
 #include "peripherals/zolv-script-store.h"
 
+#include "private-world.h"
 #include "tvl-log.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -11,12 +15,85 @@
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <string>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+
+namespace {
+
+/* The changes of a directory that the process makes before it is killed; negative: never. */
+int changes_left = -1;
+
+/* Synced files, by the name that they have then; null: nobody wants to know. */
+std::vector<std::string> *synced = nullptr;
+
+void
+count_change()
+{
+    if (changes_left >= 0 && changes_left-- == 0)
+        raise(SIGKILL);
+}
+
+} // namespace
+
+/* These stand before the C library's. */
+extern "C" int
+symlink(const char *target, const char *path) noexcept
+{
+    count_change();
+    return static_cast<int>(syscall(SYS_symlinkat, target, AT_FDCWD, path));
+}
+
+extern "C" int
+unlink(const char *path) noexcept
+{
+    count_change();
+    return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+extern "C" int
+remove(const char *path) noexcept
+{
+    const int result = unlink(path);
+
+    return result != 0 && errno == EISDIR ? rmdir(path) : result;
+}
+
+extern "C" int
+rename(const char *from, const char *to) noexcept
+{
+    count_change();
+    return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+
+extern "C" int
+renameat2(int from_directory, const char *from, int to_directory, const char *to,
+          unsigned flags) noexcept
+{
+    count_change();
+    return static_cast<int>(syscall(SYS_renameat2, from_directory, from, to_directory, to, flags));
+}
+
+extern "C" int
+fchmod(int fd, mode_t mode) noexcept
+{
+    count_change();
+    return static_cast<int>(syscall(SYS_fchmod, fd, mode));
+}
+
+extern "C" int
+fsync(int fd)
+{
+    count_change();
+    if (synced != nullptr)
+        synced->push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    return static_cast<int>(syscall(SYS_fsync, fd));
+}
 
 namespace {
 
@@ -112,6 +189,9 @@ class ScriptStore : public testing::Test {
     fs::path root_;
     std::string directory_;
     zolv::ScriptKind kind_{};
+
+    /* As a start of the daemon does. */
+    void renew() { store_.reset(); }
 
   private:
     std::unique_ptr<zolv::ScriptStore> store_;
@@ -210,11 +290,31 @@ TEST_F(ScriptStore, DoesNotWriteThroughADanglingLinkInTheScriptsPlace)
     EXPECT_FALSE(fs::exists(root_ / "victim"));
 }
 
-TEST_F(ScriptStore, SetsNothingUpWhenTheScriptCannotBeCopied)
+TEST_F(ScriptStore, AnswersAFailedCopyInTheFileUtilitysWords)
 {
+    g_autoptr(GError) error = nullptr;
+
     fs::remove_all(directory_);
-    EXPECT_EQ(add("word", source()), "copy failed");
+    EXPECT_FALSE(store().add("word", source().c_str(), &error));
+    EXPECT_TRUE(g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_FOUND));
+    EXPECT_EQ(error->message, "Error opening file “" + inside("source.sh").string() +
+                                  "”: No such file or directory");
     EXPECT_FALSE(store().registered("word"));
+    fs::create_directory(directory_);
+}
+
+TEST_F(ScriptStore, CannotReadWhatTheFileSystemKeepsFromIt)
+{
+    std::string outcome;
+
+    fs::permissions(source(), fs::perms::none);
+    EXPECT_FALSE(store().registered("word"));
+    std::thread([&] {
+        drop_capabilities();
+        outcome = add("word", source());
+    }).join();
+    EXPECT_EQ(outcome, "Error opening file " + source().string() + ": Permission denied");
+    EXPECT_TRUE(fs::is_empty(directory_));
 }
 
 TEST_F(ScriptStore, MakesNoNameThatCannotBeKeptOverAPowerCut)
@@ -241,21 +341,54 @@ TEST_F(ScriptStore, RefusesAScriptLargerThanTheFreeSpace)
     write_file(large, "");
     if (truncate(large.c_str(), off_t{1} << 43U) != 0)
         GTEST_FAIL() << "the file system of /tmp takes no sparse files";
-    EXPECT_EQ(add("word", large), "copy failed");
+    EXPECT_EQ(add("word", large), "Error splicing file: No space left on device");
     EXPECT_TRUE(fs::is_empty(directory_));
+}
+
+TEST_F(ScriptStore, InstallsAScriptThatNeedsExactlyTheFreeBlocks)
+{
+    constexpr std::size_t size = 65536;
+    const fs::path exact = root_ / "exact";
+
+    ASSERT_EQ(mount("tmpfs", directory_.c_str(), "tmpfs", 0, "size=65536"), 0);
+    write_file(exact, std::string(size + 1, 'x'));
+    EXPECT_EQ(add("word", exact), "Error splicing file: No space left on device");
+    EXPECT_TRUE(fs::is_empty(directory_));
+    fs::resize_file(exact, size);
+    EXPECT_EQ(add("word", exact), "");
+    EXPECT_EQ(fs::file_size(inside("exact")), size);
+    umount(directory_.c_str());
+}
+
+TEST_F(ScriptStore, SyncsTheScriptUnderItsHiddenNameAndThenTheDirectory)
+{
+    std::vector<std::string> paths;
+
+    synced = &paths;
+    EXPECT_EQ(add("word", source()), "");
+    synced = nullptr;
+    EXPECT_EQ(paths, (std::vector<std::string>{inside(".perimond-unfinished"), directory_}));
+}
+
+TEST_F(ScriptStore, KeepsItsOwnNamesToItself)
+{
+    for (const char *name : {".perimond-unfinished", ".perimond-mark"}) {
+        fs::copy(source(), root_ / name);
+        EXPECT_EQ(add("word", root_ / name), "script taken") << name;
+    }
 }
 
 TEST_F(ScriptStore, CopiesTheFileThatItChecked)
 {
     const zolv::ScriptSource opened(source().c_str());
-    std::array<char, 16> text{};
+    const fs::path copy = root_ / "copy";
 
     fs::remove(source());
     write_file(source(), "another");
-    const zolv::UniqueFd content = opened.open_content();
-    ASSERT_TRUE(content);
-    EXPECT_EQ(read(content.get(), text.data(), text.size()), 12);
-    EXPECT_STREQ(text.data(), "#!/bin/true\n");
+    write_file(copy, "");
+    const zolv::UniqueFd to(open(copy.c_str(), O_WRONLY));
+    EXPECT_TRUE(opened.copy_to(to.get()));
+    EXPECT_EQ(file_content(copy), "#!/bin/true\n");
 }
 
 TEST_F(ScriptStore, ListsLinksWithItsSuffixAlone)
@@ -350,6 +483,114 @@ TEST_F(ScriptStore, CutsLongNamesWhereTheKindSaysSo)
     kind_.name_cut = "Name truncated\n";
     EXPECT_TRUE(store().registered(std::string(31, 'n')));
     EXPECT_FALSE(store().registered(std::string(40, 'n')));
+}
+
+/* A process is killed before each change of the directory in turn. */
+class KilledScriptStore : public ScriptStore {
+  protected:
+    /* Whether it came to its end with @n_changes. */
+    template <typename Act> static bool survives(int n_changes, Act act)
+    {
+        const pid_t child = fork();
+        int status = 0;
+
+        if (child == 0) {
+            changes_left = n_changes;
+            act();
+            _exit(0);
+        }
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        return WIFEXITED(status);
+    }
+    std::vector<std::string> files() const { return names_in(directory_); }
+
+    using Names = std::vector<std::string>;
+    const Names none{};
+    const Names both{"source.sh", "word.word"};
+};
+
+TEST_F(KilledScriptStore, HasAScriptThatWasAddedWholeOrNotAtAll)
+{
+    int n_changes = 0;
+    bool survived = false;
+
+    for (; !survived; n_changes++) {
+        survived = survives(n_changes, [this] { add("word", source()); });
+        renew();
+        EXPECT_EQ(files(), store().registered("word") ? both : none) << n_changes;
+        if (store().registered("word")) {
+            EXPECT_EQ(file_content(inside("source.sh")), "#!/bin/true\n");
+            EXPECT_EQ(mode_of(inside("source.sh")), 0755U);
+            EXPECT_EQ(remove("word"), "") << n_changes;
+        }
+        EXPECT_EQ(add("word", source()), "") << n_changes;
+        EXPECT_EQ(remove("word"), "");
+    }
+    EXPECT_GT(n_changes, 7);
+}
+
+TEST_F(KilledScriptStore, HasAScriptThatWasRemovedWholeOrNotAtAll)
+{
+    int n_changes = 0;
+    bool survived = false;
+
+    for (; !survived; n_changes++) {
+        EXPECT_EQ(add("word", source()), "");
+        survived = survives(n_changes, [this] { remove("word"); });
+        renew();
+        EXPECT_EQ(files(), store().registered("word") ? both : none) << n_changes;
+        if (store().registered("word")) {
+            EXPECT_EQ(remove("word"), "") << n_changes;
+        }
+    }
+    EXPECT_GT(n_changes, 4);
+}
+
+TEST_F(KilledScriptStore, HasAnAdoptedScriptInItsPlaceAllTheTime)
+{
+    int n_changes = 0;
+    bool survived = false;
+
+    for (; !survived; n_changes++) {
+        fs::remove(root_ / "selected");
+        fs::remove(inside("word.word"));
+        write_file(inside("source.sh"), "#!/bin/true\n");
+        survived = survives(n_changes, [this] {
+            store().adopt(
+                "word", source().c_str(), [this] { write_file(root_ / "selected", ""); }, nullptr);
+        });
+        renew();
+        EXPECT_EQ(file_content(inside("source.sh")), "#!/bin/true\n") << n_changes;
+        EXPECT_EQ(files(), store().registered("word") ? both : Names{"source.sh"}) << n_changes;
+        if (store().registered("word")) {
+            EXPECT_TRUE(fs::exists(root_ / "selected")) << n_changes;
+        }
+    }
+    EXPECT_GT(n_changes, 6);
+}
+
+TEST_F(KilledScriptStore, LeavesAScriptThatSomebodyElsePutThere)
+{
+    EXPECT_EQ(add("word", source()), "");
+    EXPECT_FALSE(survives(3, [this] { remove("word"); }));
+    ASSERT_TRUE(fs::is_symlink(inside(".perimond-mark")));
+    ASSERT_FALSE(fs::is_symlink(inside("word.word")));
+    fs::rename(inside("source.sh"), inside("kept.sh")); // so that its inode is not given away
+    fs::copy(source(), inside("source.sh"));
+    renew();
+    EXPECT_FALSE(store().registered("word"));
+    EXPECT_EQ(files(), (Names{"kept.sh", "source.sh"}));
+}
+
+TEST_F(KilledScriptStore, PassesOverAMarkThatSaysNothing)
+{
+    for (const char *target : {"x", "a/", "a/12", "a/1/", "a/b/c/d", "r/1/word", "//////"}) {
+        fs::create_symlink(target, inside(".perimond-mark"));
+        write_file(inside("mine.sh"), "");
+        renew();
+        EXPECT_FALSE(store().registered("word"));
+        EXPECT_EQ(files(), Names{"mine.sh"}) << target;
+    }
 }
 
 } // namespace

@@ -200,8 +200,8 @@ wake_reader(int wake_fd)
     [[maybe_unused]] const ssize_t n_written = write(wake_fd, &one, sizeof one);
 }
 
-static void
-start_reader(ZolvButton *self)
+static gboolean
+start_reader(ZolvButton *self, GError **error)
 {
     ZolvButtonPrivate *priv = self->priv;
     const auto tell = [self](const char *use) {
@@ -212,10 +212,14 @@ start_reader(ZolvButton *self)
     const zolv::ButtonReader::Task task{ZOLV_OBJ(self), priv->device_path, priv->action_script,
                                         priv->wake_fd.get(), tell};
 
-    priv->reader.start(
-        (std::string(zolv_obj_get_name(ZOLV_OBJ(self))) + "-btn").c_str(),
-        [task](const zolv::Worker &worker) { zolv::ButtonReader(task, worker).run(); },
-        [wake_fd = priv->wake_fd.get()] { wake_reader(wake_fd); });
+    if (priv->reader.start(
+            (std::string(zolv_obj_get_name(ZOLV_OBJ(self))) + "-btn").c_str(),
+            [task](const zolv::Worker &worker) { zolv::ButtonReader(task, worker).run(); },
+            [wake_fd = priv->wake_fd.get()] { wake_reader(wake_fd); }))
+        return TRUE;
+    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_SYSTEM,
+                        "Button reader thread cannot be started");
+    return FALSE;
 }
 
 static void
@@ -253,6 +257,16 @@ zolv_button_finalize(GObject *object)
     G_OBJECT_CLASS(zolv_button_parent_class)->finalize(object);
 }
 
+/* A link that leads there already is not made anew at each start. */
+static bool
+link_action(const char *script, const char *link)
+{
+    const zolv::CharPtr target(g_file_read_link(link, nullptr));
+
+    return g_strcmp0(target.get(), script) == 0 ||
+           zolv_helper_create_symlink(script, link, nullptr);
+}
+
 static void
 create_user_defined_action()
 {
@@ -287,7 +301,7 @@ zolv_button_define_reserved_action_script(ZolvButton *self, const char *script,
     }
     /* The link would take the script's place. */
     const bool to_itself = path == link;
-    if (to_itself || !zolv_helper_create_symlink(path.c_str(), link.c_str(), nullptr))
+    if (to_itself || !link_action(path.c_str(), link.c_str()))
         _tvl_log(TVL_LOG_WARN, "Create reserved action name '%s' failed\n",
                  fit_text(action_name).c_str());
     actions().reserve(action_name);
@@ -388,9 +402,7 @@ zolv_button_set_action(ZolvButton *self, const char *action_name, GError **error
         actions().select(action_name, user);
     }
     priv->reader.stop();
-    if (!priv->action_script.empty())
-        start_reader(self);
-    return TRUE;
+    return priv->action_script.empty() || start_reader(self, error);
 }
 
 gboolean

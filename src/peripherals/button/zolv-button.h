@@ -79,9 +79,10 @@ ZOLV_API gboolean zolv_button_get_action(ZolvButton *self, const char **action_n
  * action whose link was made by hand since the start of the daemon leaves the button without a
  * script.
  *
- * Errors: %ZOLV_CORE_ERROR_INVAL_ARG for an unknown action
+ * Errors: %ZOLV_CORE_ERROR_INVAL_ARG for an unknown action; %ZOLV_CORE_ERROR_SYSTEM if the device
+ * cannot be read for want of a thread: the action is selected then, too
  *
- * Returns: whether the action was selected
+ * Returns: whether the action was selected and the device is read
  */
 ZOLV_API gboolean zolv_button_set_action(ZolvButton *self, const char *action_name, GError **error);
 

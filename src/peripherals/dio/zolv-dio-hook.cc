@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <gio/gio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -235,37 +236,59 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
 }
 
 bool
-zolv::DioHook::is_orphan(const char *script) const
+zolv::DioHook::is_orphan(const ScriptSource &source) const
 {
     const DirectoryPtr directory(opendir(HOOK_DIRECTORY));
-    struct stat info;
+    const char *script = source.path().c_str();
 
     if (directory == nullptr) {
         zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", HOOK_DIRECTORY,
                      g_strerror(errno));
         return false;
     }
-    if (access(script, F_OK) != 0) {
+    if (source.missing()) {
         zolv_obj_log(obj_, TVL_LOG_DEBUG, "%s does not exist\n", script);
         return false;
     }
-    if (stat(script, &info) != 0) {
+    if (source.unreadable()) {
         zolv_obj_log(obj_, TVL_LOG_WARN, "Error querying file info for %s: %s\n", script,
-                     g_strerror(errno));
+                     g_strerror(source.error()));
         return false;
     }
-    if ((info.st_mode & S_IXUSR) == 0) {
+    if ((source.mode() & S_IXUSR) == 0) {
         zolv_obj_log(obj_, TVL_LOG_WARN, "%s is not executable by owner\n", script);
         return false;
     }
     return !is_linked(directory.get(), script);
 }
 
-/* Away with the script first: in its own directory it would be taken for a script that is there. */
+/* A script that may not be a hook is given up, as it was when scripts were moved out of the way
+ * first. Any other failure leaves it where it is. */
 void
-zolv::DioHook::install_orphan(const char *script)
+zolv::DioHook::make_hook(const char *script, const char *copy)
 {
     const char *name = zolv_obj_get_name(obj_);
+    g_autoptr(GError) error = nullptr;
+    const auto select_it = [this, name] {
+        g_autoptr(GError) select_error = nullptr;
+        if (!select(name, &select_error))
+            zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to set hook, reason: %s",
+                         reason(select_error));
+    };
+
+    const ScriptStore::Adoption adoption = store().adopt(name, copy, select_it, &error);
+    if (adoption != ScriptStore::Adoption::done)
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to add hook, reason: %s", reason(error));
+    if (adoption == ScriptStore::Adoption::refused) {
+        unlink(script);
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Script %s cannot be a hook and was removed", script);
+    }
+}
+
+/* From a copy elsewhere: nobody changes that while it is installed. */
+void
+zolv::DioHook::install_orphan(const ScriptSource &source)
+{
     g_autoptr(GError) error = nullptr;
     g_autofree char *directory = g_dir_make_tmp("XXXXXX", &error);
 
@@ -274,14 +297,14 @@ zolv::DioHook::install_orphan(const char *script)
                      fit_text(error->message).c_str());
         return;
     }
-    g_autofree char *base_name = g_path_get_basename(script);
-    g_autofree char *moved = g_build_filename(directory, base_name, nullptr);
-    if (!zolv_helper_move_file(script, moved, nullptr))
+    g_autofree char *copy = g_build_filename(directory, source.base_name().c_str(), nullptr);
+    UniqueFd file(open(copy, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0700));
+    const bool copied = file && source.regular() && source.copy_to(file.get());
+    file.reset();
+    if (copied)
+        make_hook(source.path().c_str(), copy);
+    else
         zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to move script to temp directory");
-    else if (!add(name, moved, &error))
-        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to add hook, reason: %s", reason(error));
-    else if (!select(name, &error))
-        zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to set hook, reason: %s", reason(error));
     if (!zolv_helper_delete_directory(directory, nullptr))
         zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to delete temp directory");
 }
@@ -292,9 +315,10 @@ zolv::DioHook::convert_orphan()
     g_autofree char *script =
         g_strdup_printf("%s/%s.script", HOOK_DIRECTORY, zolv_obj_get_name(obj_));
 
-    if (!is_orphan(script))
+    const ScriptSource source(script);
+    if (!is_orphan(source))
         return;
     zolv_obj_log(obj_, TVL_LOG_INFO,
                  "%s is orphan script, setup hook name and link for compatibility\n", script);
-    install_orphan(script);
+    install_orphan(source);
 }

@@ -10,6 +10,8 @@
 
 namespace zolv {
 
+class ScriptSource;
+
 /* The hook that an input selects, and the changes that run it. The main loop chooses; the watcher
  * takes a copy of the choice, so that it never holds what the main loop lets go. */
 class DioHook {
@@ -45,9 +47,10 @@ class DioHook {
     void select_registered(const char *name);
     void deselect();
     void set_path(Path path);
-    bool is_orphan(const char *script) const;
+    bool is_orphan(const ScriptSource &source) const;
     bool is_linked(DIR *directory, const char *script) const;
-    void install_orphan(const char *script);
+    void install_orphan(const ScriptSource &source);
+    void make_hook(const char *script, const char *copy);
 
     ZolvObj *obj_;
     ZolvGdbusObjDIO *skeleton_;
