@@ -134,7 +134,8 @@ prepare_directory(Options &options)
         if ((options.world + "/").starts_with(covered))
             throw Refusal("a world cannot be below " + std::string(covered));
     }
-    for (const char *name : {"stage", "tarvel/TarvelPerimond", "plugins"})
+    for (const char *name : {"stage", "tarvel/TarvelPerimond/button-scripts",
+                             "tarvel/TarvelPerimond/dio-scripts", "plugins"})
         fs::create_directories(options.world + "/" + name);
     for (const char *name : {"control", "bus"})
         fs::remove(options.world + "/" + name);
@@ -236,7 +237,7 @@ Server::run()
     std::string files = prepare_mounts(options_.world);
     make_dev(world_.files.dev());
     if (!world_.files.mount(files))
-        throw std::system_error(errno, std::generic_category(), "FUSE");
+        throw std::system_error(errno, std::generic_category(), "/dev/fuse");
     /* Looking at the files needs this process to serve them, so another one does that. */
     arranger_ = start([this] { arrange_mounts(options_.world); });
     world_.loop.run();
@@ -292,6 +293,7 @@ Server::build_board()
     add_mtd(world_);
     add_serial(world_);
     add_boot_environment(world_);
+    add_settings(world_);
     for (const std::string &file : options_.boards)
         world_.read_board(file);
     for (const std::string &variable : options_.environment) {

@@ -16,6 +16,7 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -108,6 +109,31 @@ fill_dev(const std::string &dev)
     mount_or_throw("board", dev + "/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
 }
 
+/* In a chroot "/" is no mount point, so that its mounts cannot be made private, and whoever joins
+ * the namespace later would stand at the computer's root. There the chroot's folder becomes the
+ * root of the namespace. Needs the computer's own root. */
+void
+leave_chroot()
+{
+    const int root = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int space = open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC);
+
+    /* Joining the namespace that one is in already leads to its root. */
+    if (root < 0 || space < 0 || setns(space, CLONE_NEWNS) != 0)
+        give_up("leave the chroot by /proc/self/ns/mnt");
+    mount_or_throw(nullptr, "/", nullptr, MS_REC | MS_PRIVATE);
+    const int tree = open_tree(root, "",
+                               AT_EMPTY_PATH | OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC |
+                                   static_cast<unsigned>(AT_RECURSIVE));
+    if (tree < 0 ||
+        move_mount(tree, "", root, "", MOVE_MOUNT_F_EMPTY_PATH | MOVE_MOUNT_T_EMPTY_PATH) != 0 ||
+        fchdir(tree) != 0 || syscall(SYS_pivot_root, ".", ".") != 0 ||
+        umount2(".", MNT_DETACH) != 0 || chdir("/") != 0)
+        give_up("make the chroot a root");
+    for (int fd : {root, space, tree})
+        close(fd);
+}
+
 bool
 same_space(pid_t pid, const char *kind)
 {
@@ -142,7 +168,11 @@ prepare_mounts(const std::string &directory)
 {
     std::string stage = directory + "/stage";
 
-    mount_or_throw(nullptr, "/", nullptr, MS_REC | MS_PRIVATE);
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        if (errno != EINVAL)
+            give_up("private mounts");
+        leave_chroot();
+    }
     mount_or_throw("board", stage, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755");
     for (const char *name : {"/files", "/run", "/fresh"})
         fs::create_directory(stage + name);

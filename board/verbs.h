@@ -60,5 +60,6 @@ void add_i2c(World &);
 void add_mtd(World &);
 void add_serial(World &);
 void add_boot_environment(World &);
+void add_settings(World &);
 
 } // namespace board

@@ -31,9 +31,8 @@ class WorldTest(perimond.BoardTest):
         for inside, outside in (("/etc/tarvel/TarvelPerimond", self.world.settings),
                                 ("/usr/lib/aarch64-linux-gnu/tarvelperimond", self.world.plugins)):
             self.world.run("touch", f"{inside}/file")
-            self.assertEqual(os.listdir(outside), ["file"])
-        os.unlink(f"{self.world.settings}/file")
-        self.world.run("rmdir", "/etc/tarvel/TarvelPerimond")
+            self.assertIn("file", os.listdir(outside))
+        self.world.run("rm", "-r", "/etc/tarvel/TarvelPerimond")
         self.assertFalse(os.path.exists(self.world.settings))
 
     def test_the_rest_of_a_shadowed_folder_is_as_on_the_host(self):

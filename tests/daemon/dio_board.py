@@ -21,8 +21,7 @@ class DioTest(perimond.DaemonTest):
     settings = ""
 
     def prepare(self):
-        for folder in (HOOKS, SCRIPTS):
-            os.makedirs(self.here(folder))
+        os.makedirs(self.here(SCRIPTS))
         if self.settings:
             self.write_settings(self.settings)
 

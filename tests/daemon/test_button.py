@@ -33,7 +33,6 @@ class ButtonTest(perimond.DaemonTest):
     def prepare(self):
         self.scripts = os.path.join(self.world.settings, "button-scripts")
         self.runs_path = os.path.join(self.world.directory, "runs")
-        os.makedirs(self.scripts)
         self.write_script("default.script", f'echo "$@" >> {self.runs_path}')
 
     def write_script(self, name, text, mode=0o755):

@@ -3,6 +3,7 @@
 import configparser
 import contextlib
 import os
+import shutil
 import socket
 
 import perimond
@@ -30,7 +31,6 @@ class ActionsTest(perimond.DaemonTest):
 
     def prepare(self):
         self.scripts = os.path.join(self.world.settings, "button-scripts")
-        os.makedirs(self.scripts)
         self.write(os.path.join(self.scripts, "default.script"))
         self.write(os.path.join(self.scripts, "factory-reset.script"))
         self.arrange()
@@ -259,7 +259,9 @@ class DeleteActionTest(ActionsTest):
 class UnreadableLinkTest(ActionsTest):
     def prepare(self):
         self.world.do("plug", "net", "kept.action", "quiet=1")
-        os.symlink("/sys/class/net", os.path.join(self.world.settings, "button-scripts"))
+        folder = os.path.join(self.world.settings, "button-scripts")
+        shutil.rmtree(folder)
+        os.symlink("/sys/class/net", folder)
 
     def test_a_link_that_cannot_be_read_is_not_deleted(self):
         self.assertEqual([entry[0] for entry in self.button.ListAction()], ["kept"])
@@ -506,7 +508,7 @@ class ReservedActionTest(ActionsTest):
 
 class NoFolderTest(ActionsTest):
     def prepare(self):
-        pass
+        shutil.rmtree(os.path.join(self.world.settings, "button-scripts"))
 
     def test_the_buttons_are_on_the_bus_without_an_action(self):
         self.assertIn("<warn>  Create user-defined action name failed", self.log_lines())

@@ -30,6 +30,7 @@ class DaemonTest(unittest.TestCase):
     environment = {}                               # of the daemon
     boot_environment = {}
     board = ()
+    delivered_settings = False                     # whether those of the board are there
     starts = True                                  # whether setUp() starts the daemon
     exit_status = 0                                # what tearDown() expects
 
@@ -42,6 +43,9 @@ class DaemonTest(unittest.TestCase):
         self._error_path = os.path.join(self.world.directory, "daemon.err")
         if self.plugin:
             self.install_plugin(self.plugin, self.plugin_file)
+        if not self.delivered_settings:
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(os.path.join(self.world.settings, "peripheral-settings.conf"))
         self.prepare()
         if self.starts:
             self.start_daemon()
