@@ -2,6 +2,8 @@
 
 #include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 #include "core/zolv-worker.h"
@@ -13,7 +15,6 @@
 #include "services/zolv-partition-led-service.h"
 #include "services/zolv-signal-led-service.h"
 #include "services/zolv-sim-led-service.h"
-#include "zolv-error.h"
 #include "zolv-version.h"
 
 #include <array>
@@ -42,65 +43,15 @@ constexpr std::array<const char *, 8> udev_subsystems = {"usb",   "usbmisc", "tt
 /* Disk types, which index what the mount table says of their partitions. */
 constexpr std::size_t n_disk_types = 6;
 
-/* By exact class: a class that stands between has no word and no objects. */
-const std::map<std::string_view, const char *> type_words = {
-    {"ZolvConsole", "Console"},
-    {"ZolvButton", "Button"},
-    {"ZolvBuzzerGPIO", "Buzzer"},
-    {"ZolvBuzzerPcspkr", "Buzzer"},
-    {"ZolvBuzzerPWM", "Buzzer"},
-    {"ZolvLED", "LED"},
-    {"ZolvLEDGPIO", "LED"},
-    {"ZolvDIO", "DIO"},
-    {"ZolvDIODualGPIO", "DIO"},
-    {"ZolvSerialPortType1", "SerialPort"},
-    {"ZolvSerialPortType2", "SerialPort"},
-    {"ZolvSerialPortType3", "SerialPort"},
-    {"ZolvSerialPortType4", "SerialPort"},
-    {"ZolvSerialPortType5", "SerialPort"},
-    {"ZolvSerialPortType8", "SerialPort"},
-    {"ZolvSerialPortType9", "SerialPort"},
-    {"ZolvSerialPortType10", "SerialPort"},
-    {"ZolvSerialPortSerivo", "SerialPort"},
-    {"ZolvEthernet", "Ethernet"},
-    {"ZolvSocketType1", "Socket"},
-    {"ZolvSocketType2", "Socket"},
-    {"ZolvSocketType3", "Socket"},
-    {"ZolvSocketType4", "Socket"},
-    {"ZolvSocketType5", "Socket"},
-    {"ZolvSocketType6", "Socket"},
-    {"ZolvSocketType5G", "Socket"},
-    {"ZolvSocketTypeLTE", "Socket"},
-    {"ZolvWiFiTIWL1837", "WiFi"},
-    {"ZolvWiFiQualcommAtherosQCA6174", "WiFi"},
-    {"ZolvWiFiQualcommAtherosQCA93777", "WiFi"},
-    {"ZolvWiFiQualcommQCA2066", "WiFi"},
-    {"ZolvWiFiNXPIW612", "WiFi"},
-    {"ZolvCellularTelitLE910", "Cellular"},
-    {"ZolvCellularTelitLE910C4WWX", "Cellular"},
-    {"ZolvCellularTelitFN990", "Cellular"},
-    {"ZolvCellularQuectelEC20", "Cellular"},
-    {"ZolvCellularQuectelRM520N", "Cellular"},
-    {"ZolvDisk", "Disk"},
-    {"ZolvPartition", "Partition"},
-    {"ZolvCAN", "CAN"},
-};
-
-const char *
-type_word(GType type)
-{
-    const char *name = g_type_name(type);
-    const auto row = name != nullptr ? type_words.find(name) : type_words.end();
-
-    if (row == type_words.end())
-        ZOLV_ASSERT_NOT_REACHED();
-    return row->second;
-}
-
 } // namespace
 
 /* The module is unmapped last: objects and sources may call into the plugin until they are gone. */
 struct _ZolvBaseManagerPrivate {
+    explicit _ZolvBaseManagerPrivate(ZolvBaseManager *self);
+    _ZolvBaseManagerPrivate(const _ZolvBaseManagerPrivate &) = delete;
+    _ZolvBaseManagerPrivate &operator=(const _ZolvBaseManagerPrivate &) = delete;
+    ~_ZolvBaseManagerPrivate();
+
     zolv::ModelPlugin plugin;
     zolv::ObjectPtr<GDBusConnection> connection;
     zolv::ObjectPtr<GDBusObjectManagerServer> object_manager{
@@ -112,13 +63,6 @@ struct _ZolvBaseManagerPrivate {
     /* They hold the manager, which therefore lives until shutdown releases them. */
     std::map<std::string, zolv::ObjectPtr<GObject>> services;
 };
-
-static void zolv_base_manager_initable_iface_init(GInitableIface *iface);
-
-G_DEFINE_TYPE_WITH_CODE(ZolvBaseManager, zolv_base_manager,
-                        ZOLV_GDBUS_TYPE_COM_TARVEL_PERIMOND_SKELETON,
-                        G_IMPLEMENT_INTERFACE(G_TYPE_INITABLE,
-                                              zolv_base_manager_initable_iface_init))
 
 static bool
 read_boot_variable(const char *name, std::string &value, GError **error)
@@ -152,11 +96,9 @@ load_plugin(ZolvBaseManager *self, const std::string &model, GError **error)
     zolv::ModelPlugin &plugin = self->priv->plugin;
     const zolv::ModelRow *row = zolv::find_model(model.c_str());
 
-    if (row == nullptr) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "model '%s' not supported",
-                    model.c_str());
-        return false;
-    }
+    if (row == nullptr)
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "model '%s' not supported",
+                           model.c_str());
     _tvl_log(TVL_LOG_INFO, "[Manager] Use model plugin '%s'", row->plugin);
     if (!plugin.open(row->plugin, error))
         return false;
@@ -221,10 +163,8 @@ zolv_base_manager_get_property(GObject *object, guint id, GValue *value, GParamS
     }
 }
 
-static void
-zolv_base_manager_init(ZolvBaseManager *self)
+_ZolvBaseManagerPrivate::_ZolvBaseManagerPrivate(ZolvBaseManager *self)
 {
-    self->priv = new ZolvBaseManagerPrivate;
     zolv_gdbus_com_tarvel_perimond_set_version(ZOLV_GDBUS_COM_TARVEL_PERIMOND(self), ZOLV_VERSION);
 }
 
@@ -237,24 +177,19 @@ stop_mount_watch(ZolvBaseManagerPrivate *priv)
     g_source_unref(std::exchange(priv->mount_watch, nullptr));
 }
 
-static void
-zolv_base_manager_finalize(GObject *object)
+_ZolvBaseManagerPrivate::~_ZolvBaseManagerPrivate()
 {
-    ZolvBaseManager *self = ZOLV_BASE_MANAGER(object);
-
-    stop_mount_watch(self->priv);
-    delete self->priv;
-    G_OBJECT_CLASS(zolv_base_manager_parent_class)->finalize(object);
+    stop_mount_watch(this);
 }
 
-static void
-zolv_base_manager_class_init(ZolvBaseManagerClass *klass)
+ZOLV_DEFINE_CLASS_WITH_INTERFACE(ZolvBaseManager, zolv_base_manager,
+                                 ZOLV_GDBUS_TYPE_COM_TARVEL_PERIMOND_SKELETON, G_TYPE_INITABLE,
+                                 zolv_base_manager_initable_iface_init)
 {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
 
     object_class->set_property = zolv_base_manager_set_property;
     object_class->get_property = zolv_base_manager_get_property;
-    object_class->finalize = zolv_base_manager_finalize;
     g_object_class_install_property(
         object_class, PROP_CONNECTION,
         g_param_spec_object("base-manager-connection", "Connection",
@@ -265,9 +200,8 @@ zolv_base_manager_class_init(ZolvBaseManagerClass *klass)
 static void
 uevent_cb(GUdevClient *, const gchar *action, GUdevDevice *device, ZolvBaseManager *self)
 {
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[Udev] %s '%s'", zolv::fit_text(action).c_str(),
-                 zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
+    ZOLV_DEBUG("[Udev] %s '%s'", zolv::fit_text(action).c_str(),
+               zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
     self->priv->plugin.uevent_handler(self, action, device);
 }
 
@@ -279,9 +213,8 @@ scan_devices(ZolvBaseManager *self)
 
     for (GList *link = devices; link != nullptr; link = link->next) {
         GUdevDevice *device = G_UDEV_DEVICE(link->data);
-        if (zolv::log_enabled(TVL_LOG_DEBUG))
-            _tvl_log(TVL_LOG_DEBUG, "[Udev] scanned '%s'",
-                     zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
+        ZOLV_DEBUG("[Udev] scanned '%s'",
+                   zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
         self->priv->plugin.uevent_handler(self, "add", device);
         g_object_unref(device);
     }
@@ -388,7 +321,7 @@ zolv_base_manager_create_new_object(ZolvBaseManager *self, GType type, const gch
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(name != NULL);
     ZolvBaseManagerPrivate *priv = self->priv;
-    const char *word = type_word(type);
+    const char *word = zolv::type_word(type);
     const auto known = priv->objects.find(std::string(word) + "/" + zolv::fit_text(name));
 
     if (known != priv->objects.end()) {
@@ -397,7 +330,7 @@ zolv_base_manager_create_new_object(ZolvBaseManager *self, GType type, const gch
     }
     ZolvObj *object = zolv_obj_new(type, priv->object_manager.get(), word, name);
     priv->objects.emplace(zolv_obj_get_id(object), object);
-    _tvl_log(TVL_LOG_DEBUG, "[Manager] Create new object: %s\n", zolv_obj_get_id(object));
+    ZOLV_DEBUG("[Manager] Create new object: %s\n", zolv_obj_get_id(object));
     return object;
 }
 

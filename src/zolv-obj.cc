@@ -2,6 +2,7 @@
 
 #include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-property-cache.h"
 #include "core/zolv-raii.h"
@@ -15,14 +16,18 @@
 enum { PROP_NAME = 1, PROP_PERIPHERAL_TYPE };
 
 struct _ZolvObjPrivate {
+    explicit _ZolvObjPrivate(ZolvObj *obj);
+    _ZolvObjPrivate(const _ZolvObjPrivate &) = delete;
+    _ZolvObjPrivate &operator=(const _ZolvObjPrivate &) = delete;
+    ~_ZolvObjPrivate();
+
+    ZolvObj *self; /* not owned */
     zolv::ObjectPtr<ZolvGdbusObj> skeleton{zolv_gdbus_obj_skeleton_new()};
     zolv::ObjectPtr<GDBusObjectManagerServer> object_manager;
     std::string id;
     std::string object_path;
     std::string exported_path; /* empty while not exported; renaming does not move the object */
 };
-
-G_DEFINE_TYPE(ZolvObj, zolv_obj, ZOLV_GDBUS_TYPE_OBJECT_SKELETON)
 
 /* GIO refuses any other path with a critical, and crashes at the export. A name with a slash would
  * give a path that is valid, but that lies below another object's. */
@@ -119,32 +124,22 @@ zolv_obj_get_property(GObject *object, guint id, GValue *value, GParamSpec *pspe
     }
 }
 
-static void
-zolv_obj_init(ZolvObj *self)
+_ZolvObjPrivate::_ZolvObjPrivate(ZolvObj *obj) : self(obj)
 {
-    self->priv = new ZolvObjPrivate;
-    zolv_gdbus_object_skeleton_set_obj(ZOLV_GDBUS_OBJECT_SKELETON(self),
-                                       self->priv->skeleton.get());
+    zolv_gdbus_object_skeleton_set_obj(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton.get());
 }
 
-static void
-zolv_obj_finalize(GObject *object)
+_ZolvObjPrivate::~_ZolvObjPrivate()
 {
-    ZolvObj *self = ZOLV_OBJ(object);
-
     zolv_obj_log(self, TVL_LOG_INFO, "Object destroyed");
-    delete self->priv;
-    G_OBJECT_CLASS(zolv_obj_parent_class)->finalize(object);
 }
 
-static void
-zolv_obj_class_init(ZolvObjClass *klass)
+ZOLV_DEFINE_CLASS(ZolvObj, zolv_obj, ZOLV_GDBUS_TYPE_OBJECT_SKELETON)
 {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
 
     object_class->set_property = zolv_obj_set_property;
     object_class->get_property = zolv_obj_get_property;
-    object_class->finalize = zolv_obj_finalize;
     klass->export_obj = export_obj;
     klass->unexport_obj = unexport_obj;
 
@@ -171,7 +166,7 @@ zolv_obj_new(GType object_type, GDBusObjectManagerServer *object_manager,
     ZOLV_ASSERT(obj->priv->object_manager == NULL);
     obj->priv->object_manager.reset(
         static_cast<GDBusObjectManagerServer *>(g_object_ref(object_manager)));
-    zolv_obj_log(obj, TVL_LOG_DEBUG, "Object created");
+    ZOLV_OBJ_DEBUG(obj, "Object created");
     return obj;
 }
 

@@ -13,3 +13,10 @@ void log_line(int level, const char *tag, const char *format, va_list arguments)
     G_GNUC_PRINTF(3, 0);
 
 } // namespace zolv
+
+/* A debug line: its arguments are made only where it is wanted. */
+#define ZOLV_DEBUG(...)                                                                            \
+    do {                                                                                           \
+        if (zolv::log_enabled(TVL_LOG_DEBUG))                                                      \
+            _tvl_log(TVL_LOG_DEBUG, __VA_ARGS__);                                                  \
+    } while (0)

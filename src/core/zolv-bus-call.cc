@@ -2,6 +2,7 @@
 
 #include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-text.h"
 
@@ -83,8 +84,7 @@ bool
 zolv::BusCall::refuse(int failed, ZolvCoreError code, const char *message)
 {
     levels_.failed = failed;
-    g_set_error_literal(&error_, ZOLV_CORE_ERROR, code, message);
-    return false;
+    return fail(&error_, code, message);
 }
 
 GDBusMethodInvocation *

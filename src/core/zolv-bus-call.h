@@ -22,6 +22,10 @@ class BusCall {
         int called = TVL_LOG_INFO;
         int ok = TVL_LOG_INFO;
         int failed = TVL_LOG_ERROR;
+
+        static const Levels info;     /* for a method that is called now and then */
+        static const Levels debug;    /* for one that may be called often */
+        static const Levels failures; /* for one of which only failures are logged */
     };
 
     /* @format and its arguments give the call as the log shows it: "SetState(%d)". */
@@ -49,6 +53,11 @@ class BusCall {
     std::string name_;
     GError *error_ = nullptr;
 };
+
+inline constexpr BusCall::Levels BusCall::Levels::info = {};
+inline constexpr BusCall::Levels BusCall::Levels::debug = {.called = TVL_LOG_DEBUG,
+                                                           .ok = TVL_LOG_DEBUG};
+inline constexpr BusCall::Levels BusCall::Levels::failures = {.called = 0, .ok = 0};
 
 struct Handler {
     const char *signal;

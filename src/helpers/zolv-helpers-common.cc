@@ -2,6 +2,7 @@
 
 #include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-sigchld.h"
 #include "core/zolv-text.h"
@@ -26,14 +27,13 @@ constexpr std::size_t command_size = 256;
 constexpr int open_flags = O_CLOEXEC | O_NOCTTY;
 
 /* Reports errno as "@operation '@path' failed: <text>". */
-gboolean
-fail(GError **error, const char *operation, const char *path)
+bool
+fail_call(GError **error, const char *operation, const char *path)
 {
     const int code = errno;
 
-    g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "%s '%s' failed: %s", operation,
-                fit_text(path).c_str(), g_strerror(code));
-    return FALSE;
+    return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "%s '%s' failed: %s", operation,
+                       fit_text(path).c_str(), g_strerror(code));
 }
 
 gboolean
@@ -63,11 +63,10 @@ read_once(int fd, const char *path, void *buffer, gsize length, GError **error)
     if (n_read < 1) {
         if (n_read == 0)
             errno = ENODATA;
-        return fail(error, "read", path);
+        return fail_call(error, "read", path);
     }
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[Common] Read \"%s\" from file \"%s\"",
-                 transferred_text(buffer, n_read).c_str(), fit_text(path).c_str());
+    ZOLV_DEBUG("[Common] Read \"%s\" from file \"%s\"", transferred_text(buffer, n_read).c_str(),
+               fit_text(path).c_str());
     return TRUE;
 }
 
@@ -98,8 +97,7 @@ read_last_line(FILE *stream, char *buffer, int size)
         return;
     }
     while (read_line(stream, buffer, size)) {
-        if (zolv::log_enabled(TVL_LOG_DEBUG))
-            _tvl_log(TVL_LOG_DEBUG, "[Common] '%s'", fit_text(buffer).c_str());
+        ZOLV_DEBUG("[Common] '%s'", fit_text(buffer).c_str());
     }
 }
 
@@ -131,7 +129,7 @@ read_otp_area(int fd, const char *path, guchar *data, gsize length, GError **err
     std::array<otp_info, 4096 / sizeof(otp_info)> regions{};
 
     if (ioctl(fd, OTPGETREGIONINFO, regions.data()) < 0)
-        return fail(error, "otp get REGIONINFO", path);
+        return fail_call(error, "otp get REGIONINFO", path);
     if (regions[0].locked == 0)
         return FALSE;
     return read_once(fd, path, data, length, error);
@@ -188,7 +186,7 @@ zolv_helper_read_file(const char *path, char *buffer, gsize length, GError **err
     const zolv::UniqueFd fd(open(path, O_RDONLY | open_flags));
 
     if (!fd)
-        return fail(error, "open", path);
+        return fail_call(error, "open", path);
     return read_once(fd.get(), path, buffer, length, error);
 }
 
@@ -208,14 +206,13 @@ zolv_helper_write_file(const char *path, const char *buffer, gsize length, GErro
     const zolv::UniqueFd fd(open(path, O_WRONLY | open_flags));
 
     if (!fd)
-        return fail(error, "open", path);
+        return fail_call(error, "open", path);
 
     const ssize_t n_written = write(fd.get(), buffer, length);
     if (n_written < 0)
-        return fail(error, "write", path);
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[Common] Write \"%s\" to file \"%s\"",
-                 transferred_text(buffer, n_written).c_str(), fit_text(path).c_str());
+        return fail_call(error, "write", path);
+    ZOLV_DEBUG("[Common] Write \"%s\" to file \"%s\"", transferred_text(buffer, n_written).c_str(),
+               fit_text(path).c_str());
     return TRUE;
 }
 
@@ -226,25 +223,21 @@ zolv_helper_create_file(const char *filepath, GError **error)
     const zolv::UniqueFd fd(open(filepath, O_WRONLY | O_CREAT | open_flags, 0400));
 
     if (!fd)
-        return fail(error, "open", filepath);
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[Common] Create file \"%s\"", fit_text(filepath).c_str());
+        return fail_call(error, "open", filepath);
+    ZOLV_DEBUG("[Common] Create file \"%s\"", fit_text(filepath).c_str());
     return TRUE;
 }
 
 gboolean
 zolv_helper_create_symlink(const char *target, const char *link_path, GError **error)
 {
-    if (access(link_path, F_OK) == 0 && unlink(link_path) != 0) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "couldn't remove file '%s'",
-                    fit_text(link_path).c_str());
-        return FALSE;
-    }
+    if (access(link_path, F_OK) == 0 && unlink(link_path) != 0)
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "couldn't remove file '%s'",
+                           fit_text(link_path).c_str());
     if (symlink(target, link_path) != 0)
-        return fail(error, "create symlink", link_path);
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[Common] Create link \"%s\" to \"%s\"",
-                 fit_text(link_path).c_str(), fit_text(target).c_str());
+        return fail_call(error, "create symlink", link_path);
+    ZOLV_DEBUG("[Common] Create link \"%s\" to \"%s\"", fit_text(link_path).c_str(),
+               fit_text(target).c_str());
     return TRUE;
 }
 
@@ -257,20 +250,16 @@ zolv_helper_execute_file(const char *path, char *buffer, gint length, GError **e
                                                 : nullptr;
     std::array<char, command_size> command{};
 
-    if (complaint != nullptr) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, complaint);
-        return FALSE;
-    }
+    if (complaint != nullptr)
+        return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, complaint);
     _tvl_log(TVL_LOG_INFO, "[Common] Execute file '%s'", fit_text(path).c_str());
     g_snprintf(command.data(), command.size(), "/bin/bash %s", path);
 
     const zolv::WaitableChildren waitable;
     FILE *output = popen(command.data(), "re");
-    if (output == nullptr) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED,
-                    "[Common] Failed to run command '%s'", fit_text(command.data()).c_str());
-        return FALSE;
-    }
+    if (output == nullptr)
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "[Common] Failed to run command '%s'",
+                           fit_text(command.data()).c_str());
     read_last_line(output, buffer, length);
     pclose(output);
     return TRUE;
@@ -288,7 +277,7 @@ zolv_helper_read_flash_otp(const char *filepath, guchar *data, gsize length, GEr
 
     const OtpMode mode(fd.get());
     if (!mode)
-        return fail(error, "otp select", filepath);
+        return fail_call(error, "otp select", filepath);
     return read_otp_area(fd.get(), filepath, data, length, error);
 }
 

@@ -12,8 +12,7 @@ zolv_helper_modprobe(const gchar *module)
 {
     char command[256];
 
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "Load kernel module '%s'", zolv::fit_text(module).c_str());
+    ZOLV_DEBUG("Load kernel module '%s'", zolv::fit_text(module).c_str());
 
     const auto length =
         static_cast<gsize>(g_snprintf(command, sizeof command, "/sbin/modprobe %s", module));

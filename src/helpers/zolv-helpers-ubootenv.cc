@@ -89,9 +89,8 @@ zolv_helper_get_ubootenv_variable(const gchar *name, gchar *dest, GError **error
     if (value == nullptr || strlen(value.get()) >= ZOLV_UBOOTENV_VALUE_SIZE)
         return fail(error, "read '%s' from ubootenv failed", fit_text(name).c_str());
 
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[UBOOTENV] Read ubootenv \"%s\": \"%s\"", fit_text(name).c_str(),
-                 fit_text(value.get()).c_str());
+    ZOLV_DEBUG("[UBOOTENV] Read ubootenv \"%s\": \"%s\"", fit_text(name).c_str(),
+               fit_text(value.get()).c_str());
     g_strlcpy(dest, value.get(), ZOLV_UBOOTENV_VALUE_SIZE);
     return TRUE;
 }
@@ -101,8 +100,7 @@ zolv_helper_set_ubootenv_variable(const gchar *name, const gchar *value, GError 
 {
     if (!store(name, value, error))
         return FALSE;
-    if (zolv::log_enabled(TVL_LOG_DEBUG))
-        _tvl_log(TVL_LOG_DEBUG, "[UBOOTENV] Set ubootenv \"%s\": \"%s\"", fit_text(name).c_str(),
-                 fit_text(value).c_str());
+    ZOLV_DEBUG("[UBOOTENV] Set ubootenv \"%s\": \"%s\"", fit_text(name).c_str(),
+               fit_text(value).c_str());
     return TRUE;
 }

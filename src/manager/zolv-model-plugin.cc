@@ -1,9 +1,9 @@
 #include "manager/zolv-model-plugin.h"
 
+#include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 #include "tvl-log.h"
-#include "zolv-error.h"
 
 #include <utility>
 
@@ -17,11 +17,9 @@ find_symbol(GModule *module, const char *name, Function &function, GError **erro
 {
     gpointer symbol = nullptr;
 
-    if (!g_module_symbol(module, name, &symbol) || symbol == nullptr) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED,
-                    "failed to load '%s' function from plugin", name);
-        return false;
-    }
+    if (!g_module_symbol(module, name, &symbol) || symbol == nullptr)
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED,
+                           "failed to load '%s' function from plugin", name);
     function = reinterpret_cast<Function>(symbol);
     return true;
 }
@@ -38,9 +36,7 @@ zolv::ModelPlugin::open(const char *file_name, GError **error)
         /* The error names the file alone; an integrator needs the loader's reason. */
         _tvl_log(TVL_LOG_ERROR, "[Manager] Plugin not loaded: %s",
                  fit_text(g_module_error()).c_str());
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, "failed to load plugin '%s'",
-                    file_name);
-        return false;
+        return failf(error, ZOLV_CORE_ERROR_FAILED, "failed to load plugin '%s'", file_name);
     }
     return true;
 }

@@ -1,9 +1,9 @@
 #include "manager/zolv-secure-boot.h"
 
+#include "core/tvl-log-internal.h"
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-ubootenv.h"
-#include "tvl-log.h"
 
 #include <algorithm>
 #include <array>
@@ -101,7 +101,7 @@ zolv::secure_boot_enabled()
 
     if (!read_description(family_file, family) || !read_soc(family, soc))
         return false;
-    _tvl_log(TVL_LOG_DEBUG, "[Manager] SoC '%s'\n", zolv::fit_text(soc.data()).c_str());
+    ZOLV_DEBUG("[Manager] SoC '%s'\n", zolv::fit_text(soc.data()).c_str());
 
     if (matches(soc, "i.MX7d"))
         return fuse_is_closed();

@@ -2,13 +2,10 @@
 
 #include "core/zolv-assert.h"
 #include "core/zolv-obj-log.h"
-#include "helpers/zolv-helpers-config.h"
 #include "helpers/zolv-helpers-ubootenv.h"
 
 #include <array>
 #include <string_view>
-
-#define KEY "IOState"
 
 namespace {
 
@@ -55,7 +52,7 @@ zolv::IoState::read_boot_state() const
     if (value_on == value.data())
         return enabled;
     if (value_off == value.data()) {
-        zolv_obj_log(owner_, TVL_LOG_DEBUG, "The interface is not enabled");
+        ZOLV_OBJ_DEBUG(owner_, "The interface is not enabled");
         return disabled;
     }
     return not_applicable;
@@ -68,7 +65,7 @@ zolv::IoState::publish(guint state)
 
     at_start_ = state;
     if (applicable)
-        store(state == enabled);
+        wish_.store(state == enabled);
     g_object_set(skeleton_, "iostate", applicable ? state : guint{not_applicable}, nullptr);
 }
 
@@ -87,16 +84,10 @@ zolv::IoState::set(BusCall &call, guint wanted) const
     if (published() == not_applicable)
         return call.refuse(rules_.refused_level, ZOLV_CORE_ERROR_PERIPH_NOT_AVAIL,
                            "Cannot set io state for not applicable device");
-    store(wanted == enabled);
+    wish_.store(wanted == enabled);
     if (bootenv_)
         write_back();
     return true;
-}
-
-void
-zolv::IoState::store(bool enable) const
-{
-    zolv_helper_config_set_gboolean(zolv_obj_get_id(owner_), KEY, enable);
 }
 
 /* A write wears the flash and takes its time, so the present value is looked at first. */
@@ -104,17 +95,17 @@ void
 zolv::IoState::write_back() const
 {
     const char *bootenv = bootenv_->c_str();
-    gboolean enable = FALSE;
     Value value{};
 
-    zolv_obj_log(owner_, TVL_LOG_DEBUG, "Write bootenv: %s", bootenv);
-    if (!zolv_helper_config_get_gboolean(zolv_obj_get_id(owner_), KEY, &enable))
+    ZOLV_OBJ_DEBUG(owner_, "Write bootenv: %s", bootenv);
+    const std::optional<bool> enable = wish_.read();
+    if (!enable)
         return;
     if (!zolv_helper_get_ubootenv_variable(bootenv, value.data(), nullptr)) {
         zolv_obj_log(owner_, TVL_LOG_ERROR, "Failed to get uboot env");
         return;
     }
-    const std::string_view wanted = enable ? value_on : value_off;
+    const std::string_view wanted = *enable ? value_on : value_off;
     if (wanted != value.data() &&
         !zolv_helper_set_ubootenv_variable(bootenv, wanted.data(), nullptr))
         zolv_obj_log(owner_, TVL_LOG_ERROR, "Failed to set uboot env");

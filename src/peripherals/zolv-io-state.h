@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/zolv-bus-call.h"
+#include "helpers/zolv-setting.h"
 
 #include <optional>
 #include <string>
@@ -26,7 +27,7 @@ class IoState {
     enum State : guint { not_applicable = 0, disabled = 1, enabled = 2 };
 
     IoState(ZolvObj *owner, gpointer skeleton, IoStateRules rules)
-        : owner_(owner), skeleton_(skeleton), rules_(rules)
+        : owner_(owner), skeleton_(skeleton), rules_(rules), wish_(owner, "IOState")
     {
     }
     IoState(const IoState &) = delete;
@@ -46,12 +47,12 @@ class IoState {
     bool set(BusCall &call, guint wanted) const;
 
   private:
-    void store(bool enable) const;
     void write_back() const;
 
     ZolvObj *owner_; /* not owned, as the skeleton */
     gpointer skeleton_;
     IoStateRules rules_;
+    Setting<bool> wish_;
     std::optional<std::string> bootenv_; /* empty text: a name that no variable has */
     guint at_start_ = not_applicable;
 };

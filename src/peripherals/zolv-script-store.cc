@@ -1,5 +1,6 @@
 #include "peripherals/zolv-script-store.h"
 
+#include "core/zolv-fail.h"
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-store.h"
@@ -27,10 +28,8 @@ refuse(std::span<const zolv::ScriptRefusal> refusals, const zolv::ScriptRequest 
        GError **error)
 {
     for (const zolv::ScriptRefusal &refusal : refusals)
-        if (refusal.applies(request)) {
-            g_set_error_literal(error, ZOLV_CORE_ERROR, refusal.code, refusal.text);
-            return true;
-        }
+        if (refusal.applies(request))
+            return !zolv::fail(error, refusal.code, refusal.text);
     return false;
 }
 
@@ -74,8 +73,7 @@ bool
 fail_step(const char *step, const zolv::ScriptSource &source, int code, GError **error)
 {
     log_failure(source, code);
-    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, step);
-    return false;
+    return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, step);
 }
 
 /* The words are those of g_file_copy(), which copies everywhere else. It knows no time limit. */
@@ -342,10 +340,8 @@ zolv::ScriptStore::remove(const char *name, GError **error)
     if (target == nullptr)
         return false;
     const CharPtr script(g_canonicalize_filename(target.get(), kind_.directory));
-    if (access(script.get(), F_OK) != 0) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, kind_.script_gone_code, kind_.script_gone);
-        return false;
-    }
+    if (access(script.get(), F_OK) != 0)
+        return fail(error, kind_.script_gone_code, kind_.script_gone);
     /* A full disk may have no room for the mark: that is no reason to keep a script. */
     const ScriptMark mark(kind_.directory);
     if (lstat(script.get(), &info) == 0)

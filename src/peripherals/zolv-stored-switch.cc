@@ -1,18 +1,17 @@
 #include "peripherals/zolv-stored-switch.h"
 
 #include "core/zolv-obj-log.h"
-#include "helpers/zolv-helpers-config.h"
 
 bool
 zolv::StoredSwitch::define()
 {
-    gboolean is_on = FALSE;
+    const std::optional<bool> stored = setting_.read();
 
-    if (!zolv_helper_config_get_gboolean(zolv_obj_get_id(owner_), rules_.key, &is_on)) {
-        is_on = FALSE;
+    if (!stored) {
         zolv_obj_log(owner_, TVL_LOG_INFO, "First time to use %s, set to default", rules_.name);
         store(off);
     }
+    const bool is_on = stored.value_or(false);
     publish(is_on ? on : off);
     return is_on;
 }
@@ -45,5 +44,5 @@ zolv::StoredSwitch::allows(BusCall &call, bool disabled) const
 void
 zolv::StoredSwitch::store(guint state)
 {
-    zolv_helper_config_set_gboolean(zolv_obj_get_id(owner_), rules_.key, state == on);
+    setting_.store(state == on);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/zolv-bus-call.h"
+#include "helpers/zolv-setting.h"
 
 namespace zolv {
 
@@ -32,7 +33,7 @@ class StoredSwitch {
 
     /* All are borrowed; the rules are data that stays. */
     StoredSwitch(ZolvObj *owner, gpointer skeleton, const SwitchRules &rules)
-        : owner_(owner), skeleton_(skeleton), rules_(rules)
+        : owner_(owner), skeleton_(skeleton), rules_(rules), setting_(owner, rules.key)
     {
     }
     StoredSwitch(const StoredSwitch &) = delete;
@@ -55,6 +56,7 @@ class StoredSwitch {
     ZolvObj *owner_;
     gpointer skeleton_;
     const SwitchRules &rules_;
+    Setting<bool> setting_;
 };
 
 } // namespace zolv

@@ -1,8 +1,9 @@
 #include "services/zolv-partition-led-service.h"
 
+#include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
 #include "services/zolv-service-base.h"
-#include "tvl-log.h"
 
 #include <cstring>
 #include <vector>
@@ -22,8 +23,6 @@ struct _ZolvPartitionLedServicePrivate {
     std::vector<ZolvPartitionLed> leds;
 };
 
-G_DEFINE_TYPE(ZolvPartitionLedService, zolv_partition_led_service, G_TYPE_OBJECT)
-
 static void
 zolv_partition_led_service_set_property(GObject *object, guint id, const GValue *value,
                                         GParamSpec *pspec)
@@ -31,26 +30,11 @@ zolv_partition_led_service_set_property(GObject *object, guint id, const GValue 
     ZOLV_PARTITION_LED_SERVICE(object)->priv->base.set_property(object, id, value, pspec);
 }
 
-static void
-zolv_partition_led_service_init(ZolvPartitionLedService *self)
-{
-    self->priv = new ZolvPartitionLedServicePrivate;
-}
-
-static void
-zolv_partition_led_service_finalize(GObject *object)
-{
-    delete ZOLV_PARTITION_LED_SERVICE(object)->priv;
-    G_OBJECT_CLASS(zolv_partition_led_service_parent_class)->finalize(object);
-}
-
-static void
-zolv_partition_led_service_class_init(ZolvPartitionLedServiceClass *klass)
+ZOLV_DEFINE_CLASS(ZolvPartitionLedService, zolv_partition_led_service, G_TYPE_OBJECT)
 {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
 
     object_class->set_property = zolv_partition_led_service_set_property;
-    object_class->finalize = zolv_partition_led_service_finalize;
     zolv::ServiceBase::install_properties(object_class, "zolv-partition-led-service-base-manager");
 }
 
@@ -78,12 +62,11 @@ zolv_partition_led_service_update_led(ZolvPartitionLedService *self, const guint
 {
     ZOLV_ASSERT(ZOLV_IS_PARTITION_LED_SERVICE(self));
 
-    _tvl_log(TVL_LOG_DEBUG,
-             "[PartitionLedService] Number of Mount USB %d, Number of SD %d, "
-             "Number of hotswap1 %d, Number of hotswap2 %d",
-             static_cast<int>(status[DISK_KIND_USB]), static_cast<int>(status[DISK_KIND_SD]),
-             static_cast<int>(status[DISK_KIND_HOTSWAP1]),
-             static_cast<int>(status[DISK_KIND_HOTSWAP2]));
+    ZOLV_DEBUG("[PartitionLedService] Number of Mount USB %d, Number of SD %d, "
+               "Number of hotswap1 %d, Number of hotswap2 %d",
+               static_cast<int>(status[DISK_KIND_USB]), static_cast<int>(status[DISK_KIND_SD]),
+               static_cast<int>(status[DISK_KIND_HOTSWAP1]),
+               static_cast<int>(status[DISK_KIND_HOTSWAP2]));
     for (ZolvPartitionLed &led : self->priv->leds) {
         const bool known = led.kind >= DISK_KIND_USB && led.kind <= DISK_KIND_HOTSWAP2;
         led.status = known ? status[led.kind] : static_cast<guint>(DISK_ABSENT);

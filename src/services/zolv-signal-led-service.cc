@@ -1,9 +1,10 @@
 #include "services/zolv-signal-led-service.h"
 
+#include "core/tvl-log-internal.h"
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
 #include "peripherals/led/zolv-led-state.h"
 #include "services/zolv-service-base.h"
-#include "tvl-log.h"
 
 #include <array>
 #include <string>
@@ -53,8 +54,6 @@ struct _ZolvSignalLedServicePrivate {
     guint shown_level = 0;
 };
 
-G_DEFINE_TYPE(ZolvSignalLedService, zolv_signal_led_service, G_TYPE_OBJECT)
-
 static void
 show_level(ZolvSignalLedServicePrivate *priv)
 {
@@ -62,13 +61,12 @@ show_level(ZolvSignalLedServicePrivate *priv)
     const guint level = level_to_show(priv->connected, priv->signal_strength, priv->signal_level);
 
     if (priv->number_of_leds == 0) {
-        _tvl_log(TVL_LOG_DEBUG,
-                 "[SignalLedService/%s] Light up failed because of invalid number of LEDs: %d",
-                 interface, static_cast<int>(priv->number_of_leds));
+        ZOLV_DEBUG("[SignalLedService/%s] Light up failed because of invalid number of LEDs: %d",
+                   interface, static_cast<int>(priv->number_of_leds));
         return;
     }
     if (level == priv->shown_level) {
-        _tvl_log(TVL_LOG_DEBUG, "[SignalLedService/%s] No need to update LED", interface);
+        ZOLV_DEBUG("[SignalLedService/%s] No need to update LED", interface);
         return;
     }
     priv->shown_level = level;
@@ -85,26 +83,11 @@ zolv_signal_led_service_set_property(GObject *object, guint id, const GValue *va
     ZOLV_SIGNAL_LED_SERVICE(object)->priv->base.set_property(object, id, value, pspec);
 }
 
-static void
-zolv_signal_led_service_init(ZolvSignalLedService *self)
-{
-    self->priv = new ZolvSignalLedServicePrivate;
-}
-
-static void
-zolv_signal_led_service_finalize(GObject *object)
-{
-    delete ZOLV_SIGNAL_LED_SERVICE(object)->priv;
-    G_OBJECT_CLASS(zolv_signal_led_service_parent_class)->finalize(object);
-}
-
-static void
-zolv_signal_led_service_class_init(ZolvSignalLedServiceClass *klass)
+ZOLV_DEFINE_CLASS(ZolvSignalLedService, zolv_signal_led_service, G_TYPE_OBJECT)
 {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
 
     object_class->set_property = zolv_signal_led_service_set_property;
-    object_class->finalize = zolv_signal_led_service_finalize;
     zolv::ServiceBase::install_properties(object_class, "zolv-signal-led-service-base-manager",
                                           "zolv-signal-led-service-interface");
 }
@@ -137,8 +120,8 @@ void
 zolv_signal_led_service_update_signal_level(ZolvSignalLedService *self, guint level)
 {
     ZOLV_ASSERT(ZOLV_IS_SIGNAL_LED_SERVICE(self));
-    _tvl_log(TVL_LOG_DEBUG, "[SignalLedService/%s] SignalLevel changed to %d",
-             self->priv->base.interface(), static_cast<int>(level));
+    ZOLV_DEBUG("[SignalLedService/%s] SignalLevel changed to %d", self->priv->base.interface(),
+               static_cast<int>(level));
     self->priv->signal_level = level;
     show_level(self->priv);
 }
@@ -147,8 +130,8 @@ void
 zolv_signal_led_service_update_signal_strength(ZolvSignalLedService *self, guint strength)
 {
     ZOLV_ASSERT(ZOLV_IS_SIGNAL_LED_SERVICE(self));
-    _tvl_log(TVL_LOG_DEBUG, "[SignalLedService/%s] SignalStrength changed to %d",
-             self->priv->base.interface(), static_cast<int>(strength));
+    ZOLV_DEBUG("[SignalLedService/%s] SignalStrength changed to %d", self->priv->base.interface(),
+               static_cast<int>(strength));
     self->priv->signal_strength = strength;
     show_level(self->priv);
 }

@@ -1,6 +1,7 @@
 #include "services/zolv-sim-led-service.h"
 
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
 #include "services/zolv-service-base.h"
 
 #include <cstdarg>
@@ -15,34 +16,17 @@ struct _ZolvSimLedServicePrivate {
     std::vector<std::string> led_names; /* slot 1 first */
 };
 
-G_DEFINE_TYPE(ZolvSimLedService, zolv_sim_led_service, G_TYPE_OBJECT)
-
 static void
 zolv_sim_led_service_set_property(GObject *object, guint id, const GValue *value, GParamSpec *pspec)
 {
     ZOLV_SIM_LED_SERVICE(object)->priv->base.set_property(object, id, value, pspec);
 }
 
-static void
-zolv_sim_led_service_init(ZolvSimLedService *self)
-{
-    self->priv = new ZolvSimLedServicePrivate;
-}
-
-static void
-zolv_sim_led_service_finalize(GObject *object)
-{
-    delete ZOLV_SIM_LED_SERVICE(object)->priv;
-    G_OBJECT_CLASS(zolv_sim_led_service_parent_class)->finalize(object);
-}
-
-static void
-zolv_sim_led_service_class_init(ZolvSimLedServiceClass *klass)
+ZOLV_DEFINE_CLASS(ZolvSimLedService, zolv_sim_led_service, G_TYPE_OBJECT)
 {
     GObjectClass *object_class = G_OBJECT_CLASS(klass);
 
     object_class->set_property = zolv_sim_led_service_set_property;
-    object_class->finalize = zolv_sim_led_service_finalize;
     zolv::ServiceBase::install_properties(object_class, "zolv-sim-led-service-base-manager",
                                           "zolv-sim-led-service-interface");
 }

@@ -172,44 +172,25 @@ class ObjectTest(ProbeTest):
 
 class TypeWordTest(ProbeTest):
     WORDS = {
-        "Console": "Console",
-        "Button": "Button",
-        "Buzzer": "BuzzerGPIO BuzzerPcspkr BuzzerPWM",
-        "LED": "LED LEDGPIO",
-        "DIO": "DIO DIODualGPIO",
-        "SerialPort": "SerialPortType1 SerialPortType2 SerialPortType3 SerialPortType4 "
-                      "SerialPortType5 SerialPortType8 SerialPortType9 SerialPortType10 "
-                      "SerialPortSerivo",
-        "Ethernet": "Ethernet",
-        "Socket": "SocketType1 SocketType2 SocketType3 SocketType4 SocketType5 SocketType6 "
-                  "SocketType5G SocketTypeLTE",
-        "WiFi": "WiFiTIWL1837 WiFiQualcommAtherosQCA6174 WiFiQualcommAtherosQCA93777 "
-                "WiFiQualcommQCA2066 WiFiNXPIW612",
-        "Cellular": "CellularTelitLE910 CellularTelitLE910C4WWX CellularTelitFN990 "
-                    "CellularQuectelEC20 CellularQuectelRM520N",
-        "Disk": "Disk",
-        "Partition": "Partition",
-        "CAN": "CAN",
+        "Console": "console",
+        "Button": "button",
+        "Buzzer": "buzzer-gpio buzzer-pcspkr buzzer-pwm",
+        "LED": "led led-gpio",
+        "DIO": "dio dio-dualgpio",
     }
 
     def test_each_class_has_its_word(self):
-        for word, classes in self.WORDS.items():
-            for name in classes.split():
-                with self.subTest(name):
-                    self.assertEqual(self.act(f"class Zolv{name} {name}")[-1],
-                                     f"<info>  [Probe] created {word}/{name}")
-
-    def assertHasNoWord(self, name):
-        self.assertAborts(("type_word", None), f"class {name} NEW")
-
-    def test_an_intermediate_class_has_none(self):
-        self.assertHasNoWord("ZolvCellularTelitPROT")
+        for word, types in self.WORDS.items():
+            for name, type_ in enumerate(types.split()):
+                with self.subTest(type_):
+                    self.assertEqual(self.act(f"create {type_} N{name}")[-1],
+                                     f"<info>  [Probe] created {word}/N{name} not exported")
 
     def test_a_base_class_has_none(self):
-        self.assertHasNoWord("ZolvSerialPort")
+        self.assertAborts(("type_word", None), "create buzzer NEW")
 
-    def test_a_class_of_another_number_has_none(self):
-        self.assertHasNoWord("ZolvSerialPortType6")
+    def test_a_class_does_not_inherit_one(self):
+        self.assertAborts(("type_word", None), "derive led NEW")
 
 
 class NameTest(ProbeTest):

@@ -83,35 +83,45 @@ static const struct {
     {"dio", zolv_dio_get_type},
     {"dio-dualgpio", zolv_dio_dualgpio_get_type},
     {"button", zolv_button_get_type},
+    {"buzzer", zolv_buzzer_get_type},
     {"buzzer-gpio", zolv_buzzer_gpio_get_type},
+    {"buzzer-pcspkr", zolv_buzzer_pcspkr_get_type},
+    {"buzzer-pwm", zolv_buzzer_pwm_get_type},
     {"console", zolv_console_get_type},
 };
+
+static GType
+type_named(const char *word)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(types); i++)
+        if (strcmp(types[i].word, word) == 0)
+            return types[i].type();
+    return 0;
+}
 
 /* create TYPE NAME: without a definition */
 static void
 do_create(const Call *call)
 {
-    for (gsize i = 0; i < G_N_ELEMENTS(types); i++)
-        if (strcmp(types[i].word, call->words[1]) == 0) {
-            ZolvObj *object =
-                zolv_base_manager_create_new_object(call->manager, types[i].type(), call->words[2]);
-            INFO("created %s %s", zolv_obj_get_id(object),
-                 zolv_obj_is_exported(object) ? "exported" : "not exported");
-        }
+    ZolvObj *object = zolv_base_manager_create_new_object(call->manager, type_named(call->words[1]),
+                                                          call->words[2]);
+
+    INFO("created %s %s", zolv_obj_get_id(object),
+         zolv_obj_is_exported(object) ? "exported" : "not exported");
 }
 
-/* class TYPE NAME: an object of a class of that name; one that the daemon does not have yet is
- * nothing more than its name */
+/* derive TYPE NAME: an object of a class that is nothing more than derived from TYPE */
 static void
-do_class(const Call *call)
+do_derive(const Call *call)
 {
-    GType type = g_type_from_name(call->words[1]);
+    GTypeQuery parent;
 
-    if (type == 0)
-        type = g_type_register_static_simple(zolv_obj_get_type(), call->words[1],
-                                             sizeof(ZolvObjClass), NULL, sizeof(ZolvObj), NULL, 0);
-    INFO("created %s",
-         zolv_obj_get_id(zolv_base_manager_create_new_object(call->manager, type, call->words[2])));
+    g_type_query(type_named(call->words[1]), &parent);
+    zolv_base_manager_create_new_object(
+        call->manager,
+        g_type_register_static_simple(parent.type, "Derived", parent.class_size, NULL,
+                                      parent.instance_size, NULL, 0),
+        call->words[2]);
 }
 
 /* i2c ADAPTER TYPE ADDRESS */
@@ -647,7 +657,7 @@ static const struct {
     {"iterate", do_iterate},
     {"setting", do_setting},
     {"store", do_store},
-    {"class", do_class},
+    {"derive", do_derive},
     {"i2c", do_i2c},
     {"modprobe", do_modprobe},
     {"bare-signal", do_bare_signal},

@@ -1,5 +1,7 @@
 #include "zolv-error.h"
 
+#include "core/zolv-fail.h"
+
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
@@ -72,6 +74,42 @@ TEST(CoreErrorDomain, HoldsNothingElseAndKeepsTheOrder)
     EXPECT_STREQ(g_quark_to_string(zolv_core_error_quark()), "zolv_core_error_quark");
     EXPECT_EQ(zolv_core_error_quark(), zolv_core_error_quark());
     g_type_class_unref(type);
+}
+
+struct Failure {
+    GError *error = nullptr;
+    ~Failure() { g_clear_error(&error); }
+};
+
+TEST(Fail, SetsTheErrorAndReturnsFalse)
+{
+    Failure plain;
+    Failure formatted;
+
+    EXPECT_FALSE(zolv::fail(&plain.error, ZOLV_CORE_ERROR_INVAL_ARG, "100 %s"));
+    EXPECT_TRUE(g_error_matches(plain.error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG));
+    EXPECT_STREQ(plain.error->message, "100 %s");
+    EXPECT_FALSE(zolv::failf(&formatted.error, ZOLV_CORE_ERROR_SYSTEM, "%s %d", "line", 7));
+    EXPECT_TRUE(g_error_matches(formatted.error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_SYSTEM));
+    EXPECT_STREQ(formatted.error->message, "line 7");
+}
+
+TEST(Fail, IsTheSameForACallerThatWantsNoError)
+{
+    EXPECT_FALSE(zolv::fail(nullptr, ZOLV_CORE_ERROR_FAILED, "text"));
+    EXPECT_FALSE(zolv::failf(nullptr, ZOLV_CORE_ERROR_FAILED, "%s", "text"));
+}
+
+TEST(Fail, TellsOfWhatIsNotDefined)
+{
+    Failure defined;
+    Failure missing;
+
+    EXPECT_TRUE(zolv::check_defined(true, "LED pin is not set", &defined.error));
+    EXPECT_EQ(defined.error, nullptr);
+    EXPECT_FALSE(zolv::check_defined(false, "LED pin is not set", &missing.error));
+    EXPECT_TRUE(g_error_matches(missing.error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY));
+    EXPECT_STREQ(missing.error->message, "LED pin is not set");
 }
 
 } // namespace

@@ -224,8 +224,8 @@ zolv::ButtonReader::settle_start()
     const int code = starting_->finish();
     starting_.reset();
     if (code != 0)
-        zolv_obj_log(task_.button, TVL_LOG_DEBUG, "Start of '%s' failed: %s",
-                     fit_text(task_.script).c_str(), g_strerror(code));
+        ZOLV_OBJ_DEBUG(task_.button, "Start of '%s' failed: %s", fit_text(task_.script).c_str(),
+                       g_strerror(code));
 }
 
 void

@@ -2,13 +2,15 @@
 
 #include "core/zolv-assert.h"
 #include "core/zolv-bus-call.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-main-queue.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 #include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-common.h"
-#include "helpers/zolv-helpers-config.h"
+#include "helpers/zolv-setting.h"
 #include "peripherals/button/zolv-button-reader.h"
 #include "peripherals/zolv-script-store.h"
 
@@ -21,7 +23,6 @@
 #define DISABLED "disabled"
 #define USER_DEFINED "user-defined"
 #define USER_DEFINED_SCRIPT SCRIPT_DIRECTORY "/custom.script"
-#define KEY "Action"
 
 using zolv::fit_text;
 using zolv::ScriptStore;
@@ -115,7 +116,14 @@ cut_name(const char *name)
 
 /* The thread ends first, then what waits for the main loop is dropped. */
 struct _ZolvButtonPrivate {
+    explicit _ZolvButtonPrivate(ZolvButton *button);
+    _ZolvButtonPrivate(const _ZolvButtonPrivate &) = delete;
+    _ZolvButtonPrivate &operator=(const _ZolvButtonPrivate &) = delete;
+    ~_ZolvButtonPrivate();
+
+    ZolvButton *self; /* not owned */
     zolv::ObjectPtr<ZolvGdbusObjButton> skeleton{zolv_gdbus_obj_button_skeleton_new()};
+    zolv::Setting<std::string> stored_action;
     std::string device_path;
     std::string action;
     std::string action_script; /* empty: none */
@@ -125,12 +133,10 @@ struct _ZolvButtonPrivate {
     zolv::Worker reader;
 };
 
-G_DEFINE_TYPE(ZolvButton, zolv_button, ZOLV_TYPE_OBJ)
-
 static gboolean
 handle_get_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocation, ZolvButton *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "GetAction()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "GetAction()");
     const char *name = nullptr;
 
     if (zolv_button_get_action(self, &name)) {
@@ -146,7 +152,8 @@ handle_set_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocatio
                   const char *action, ZolvButton *self)
 {
     const std::string shown = fit_text(action);
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "SetAction: %s", shown.c_str());
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "SetAction: %s",
+                       shown.c_str());
 
     call.result_name("SetAction(%s)", shown.c_str());
     if (zolv_button_set_action(self, action, call.error()))
@@ -155,13 +162,11 @@ handle_set_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocatio
 }
 
 /* Of the methods that manage the actions only failures are logged. */
-static constexpr zolv::BusCall::Levels quiet = {.called = 0, .ok = 0};
-
 static gboolean
 handle_add_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocation,
                   const char *action_name, const char *path, ZolvButton *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "AddAction()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::failures, "AddAction()");
 
     if (zolv_button_add_action(self, action_name, path, call.error()))
         zolv_gdbus_obj_button_complete_add_action(skeleton, call.ok());
@@ -172,7 +177,8 @@ static gboolean
 handle_delete_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocation,
                      const char *action_name, ZolvButton *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "DeleteAction()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::failures,
+                       "DeleteAction()");
 
     if (zolv_button_delete_action(self, action_name, call.error()))
         zolv_gdbus_obj_button_complete_delete_action(skeleton, call.ok());
@@ -183,8 +189,8 @@ static gboolean
 handle_list_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocation,
                    ZolvButton *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "ListAction()");
-    GVariant *list = nullptr;
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::failures, "ListAction()");
+    g_autoptr(GVariant) list = nullptr;
 
     if (zolv_button_list_action(&list, call.error()))
         zolv_gdbus_obj_button_complete_list_action(skeleton, call.ok(), list);
@@ -222,24 +228,12 @@ start_reader(ZolvButton *self, GError **error)
     return FALSE;
 }
 
-static void
-button_unexport_obj(ZolvObj *obj)
+_ZolvButtonPrivate::_ZolvButtonPrivate(ZolvButton *button)
+    : self(button), stored_action(ZOLV_OBJ(button), "Action", ScriptStore::max_name_length)
 {
-    /* What it tells would reach nobody. */
-    ZOLV_BUTTON(obj)->priv->reader.stop();
-    ZOLV_BUTTON(obj)->priv->jobs.cancel();
-    ZOLV_OBJ_CLASS(zolv_button_parent_class)->unexport_obj(obj);
-}
-
-static void
-zolv_button_init(ZolvButton *self)
-{
-    self->priv = new ZolvButtonPrivate;
-    ZolvGdbusObjButton *skeleton = self->priv->skeleton.get();
-
-    zolv_gdbus_obj_button_set_action(skeleton, "default");
-    zolv_gdbus_object_skeleton_set_obj_button(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton);
-    zolv::connect_handlers(skeleton, ZOLV_OBJ(self),
+    zolv_gdbus_obj_button_set_action(skeleton.get(), "default");
+    zolv_gdbus_object_skeleton_set_obj_button(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton.get());
+    zolv::connect_handlers(skeleton.get(), ZOLV_OBJ(self),
                            {{"handle-get-action", G_CALLBACK(handle_get_action)},
                             {"handle-set-action", G_CALLBACK(handle_set_action)},
                             {"handle-add-action", G_CALLBACK(handle_add_action)},
@@ -247,14 +241,9 @@ zolv_button_init(ZolvButton *self)
                             {"handle-list-action", G_CALLBACK(handle_list_action)}});
 }
 
-static void
-zolv_button_finalize(GObject *object)
+_ZolvButtonPrivate::~_ZolvButtonPrivate()
 {
-    ZolvButton *self = ZOLV_BUTTON(object);
-
-    actions().deselect(self->priv->action, zolv_obj_get_name(ZOLV_OBJ(self)));
-    delete self->priv;
-    G_OBJECT_CLASS(zolv_button_parent_class)->finalize(object);
+    actions().deselect(action, zolv_obj_get_name(ZOLV_OBJ(self)));
 }
 
 /* A link that leads there already is not made anew at each start. */
@@ -277,11 +266,15 @@ create_user_defined_action()
         _tvl_log(TVL_LOG_WARN, "Create user-defined action name failed\n");
 }
 
-static void
-zolv_button_class_init(ZolvButtonClass *klass)
+ZOLV_DEFINE_CLASS(ZolvButton, zolv_button, ZOLV_TYPE_OBJ)
 {
-    G_OBJECT_CLASS(klass)->finalize = zolv_button_finalize;
-    ZOLV_OBJ_CLASS(klass)->unexport_obj = button_unexport_obj;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "Button");
+    /* What a reader tells of a withdrawn button would reach nobody. */
+    ZOLV_OBJ_CLASS(klass)->unexport_obj = [](ZolvObj *obj) {
+        ZOLV_BUTTON(obj)->priv->reader.stop();
+        ZOLV_BUTTON(obj)->priv->jobs.cancel();
+        ZOLV_OBJ_CLASS(zolv_button_parent_class)->unexport_obj(obj);
+    };
     create_user_defined_action();
     actions().reserve(USER_DEFINED);
 }
@@ -318,16 +311,15 @@ zolv_button_define_default_script(ZolvButton *self, const char *script, const ch
 static std::string
 initial_action(ZolvButton *self)
 {
-    std::array<char, ScriptStore::max_name_length * 4 + 1> stored{};
+    const std::optional<std::string> stored = self->priv->stored_action.read();
 
-    if (!zolv_helper_config_get_string(zolv_obj_get_id(ZOLV_OBJ(self)), KEY, stored.data(),
-                                       ScriptStore::max_name_length))
+    if (!stored)
         return self->priv->default_action;
     /* Any name that begins with one of the digits is taken for the old form. */
     for (const NumberedAction &numbered : numbered_actions)
-        if (stored.front() == numbered.digit)
+        if (!stored->empty() && stored->front() == numbered.digit)
             return numbered.name;
-    return stored.data();
+    return *stored;
 }
 
 void
@@ -373,7 +365,7 @@ zolv_button_get_action(ZolvButton *self, const char **action_name)
 static void
 remember_action(ZolvButton *self, const char *action_name)
 {
-    zolv_helper_config_set_string(zolv_obj_get_id(ZOLV_OBJ(self)), KEY, action_name);
+    self->priv->stored_action.store(action_name);
     zolv_gdbus_obj_button_set_action(self->priv->skeleton.get(), fit_text(action_name).c_str());
     self->priv->action = action_name;
 }
@@ -388,10 +380,8 @@ zolv_button_set_action(ZolvButton *self, const char *action_name, GError **error
     const char *user = zolv_obj_get_name(ZOLV_OBJ(self));
     const bool disabled = g_strcmp0(action_name, DISABLED) == 0;
 
-    if (!disabled && !actions().exists(action_name)) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG, unknown_text);
-        return FALSE;
-    }
+    if (!disabled && !actions().exists(action_name))
+        return zolv::fail(error, ZOLV_CORE_ERROR_INVAL_ARG, unknown_text);
     priv->action_script.clear();
     actions().deselect(priv->action, user);
     if (disabled) {
@@ -422,11 +412,9 @@ zolv_button_delete_action(ZolvButton *self, const char *action_name, GError **er
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BUTTON(self));
     ZOLV_ASSERT(action_name);
-    if (actions().reserved(action_name)) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG,
-                    "Reserved action name \"%s\" should not be deleted", action_name);
-        return FALSE;
-    }
+    if (actions().reserved(action_name))
+        return zolv::failf(error, ZOLV_CORE_ERROR_INVAL_ARG,
+                           "Reserved action name \"%s\" should not be deleted", action_name);
     return actions().remove(action_name, error);
 }
 
@@ -442,6 +430,6 @@ zolv_button_list_action(GVariant **list, GError **error)
     for (const ScriptStore::Link &link : links)
         g_variant_builder_add(&entries, "(sbs)", fit_text(link.name).c_str(),
                               actions().reserved(link.name), fit_text(link.target).c_str());
-    *list = g_variant_builder_end(&entries);
+    *list = g_variant_ref_sink(g_variant_builder_end(&entries));
     return TRUE;
 }

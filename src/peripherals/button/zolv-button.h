@@ -122,7 +122,7 @@ ZOLV_API gboolean zolv_button_delete_action(ZolvButton *self, const char *action
 
 /**
  * zolv_button_list_action:
- * @list: (out) (transfer full): floating "a(sbs)": name, whether it is reserved, script
+ * @list: (out) (transfer full): "a(sbs)": name, whether it is reserved, script
  *
  * Errors: those of g_file_enumerate_children() for the folder of the actions
  *

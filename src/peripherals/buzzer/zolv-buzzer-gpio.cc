@@ -1,41 +1,53 @@
 #include "peripherals/buzzer/zolv-buzzer-gpio.h"
 
 #include "core/zolv-assert.h"
-#include "helpers/zolv-helpers-sysfs-gpio.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
+#include "helpers/zolv-gpio-line.h"
 #include "peripherals/buzzer/zolv-buzzer-state.h"
 #include "tvl-log.h"
 
 struct _ZolvBuzzerGPIOPrivate {
-    int pin = -1;
-    guint direction = GPIO_DIRECTION_IN;
-    bool pin_defined = false;
+    explicit _ZolvBuzzerGPIOPrivate(ZolvBuzzerGPIO *) {}
+    _ZolvBuzzerGPIOPrivate(const _ZolvBuzzerGPIOPrivate &) = delete;
+    _ZolvBuzzerGPIOPrivate &operator=(const _ZolvBuzzerGPIOPrivate &) = delete;
+    ~_ZolvBuzzerGPIOPrivate();
+
+    bool check_line(GError **error) const;
+    bool set_state(guint state, GError **error) const;
+
+    zolv::GpioLine line;
 };
 
-G_DEFINE_TYPE(ZolvBuzzerGPIO, zolv_buzzer_gpio, ZOLV_TYPE_BUZZER)
-
-static bool
-check_pin_defined(const ZolvBuzzerGPIOPrivate *priv, GError **error)
+_ZolvBuzzerGPIOPrivate::~_ZolvBuzzerGPIOPrivate()
 {
-    if (!priv->pin_defined)
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY,
-                            "Buzzer pin is not set");
-    return priv->pin_defined;
+    g_autoptr(GError) error = nullptr;
+
+    if (!set_state(0, &error))
+        _tvl_log(TVL_LOG_WARN, "[Buzzer] failed to turn off buzzer %s", error->message);
+}
+
+bool
+_ZolvBuzzerGPIOPrivate::check_line(GError **error) const
+{
+    return zolv::check_defined(line.defined(), "Buzzer pin is not set", error);
+}
+
+bool
+_ZolvBuzzerGPIOPrivate::set_state(guint state, GError **error) const
+{
+    if (!zolv::check_buzzer_state(state, error) || !check_line(error))
+        return false;
+    /* Clients know the text as it is, although it is an output that is wanted. */
+    if (!line.is_output())
+        return zolv::fail(error, ZOLV_CORE_ERROR_NOT_PERMIT, "Buzzer pin should be set to input");
+    return line.drive(state, error);
 }
 
 static gboolean
 buzzer_gpio_set_state(ZolvBuzzer *buzzer, guint state, GError **error)
 {
-    const ZolvBuzzerGPIOPrivate *priv = ZOLV_BUZZER_GPIO(buzzer)->priv;
-
-    if (!zolv::check_buzzer_state(state, error) || !check_pin_defined(priv, error))
-        return FALSE;
-    if (priv->direction != GPIO_DIRECTION_OUT) {
-        /* Clients know the text as it is, although it is an output that is wanted. */
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "Buzzer pin should be set to input");
-        return FALSE;
-    }
-    return zolv_helper_set_sysfs_gpio_value(priv->pin, state, error);
+    return ZOLV_BUZZER_GPIO(buzzer)->priv->set_state(state, error);
 }
 
 static gboolean
@@ -43,31 +55,12 @@ buzzer_gpio_get_state(ZolvBuzzer *buzzer, guint *state, GError **error)
 {
     const ZolvBuzzerGPIOPrivate *priv = ZOLV_BUZZER_GPIO(buzzer)->priv;
 
-    return check_pin_defined(priv, error) &&
-           zolv_helper_get_sysfs_gpio_value(priv->pin, state, error);
+    return priv->check_line(error) && priv->line.read(state, error);
 }
 
-static void
-zolv_buzzer_gpio_init(ZolvBuzzerGPIO *self)
+ZOLV_DEFINE_CLASS(ZolvBuzzerGPIO, zolv_buzzer_gpio, ZOLV_TYPE_BUZZER)
 {
-    self->priv = new ZolvBuzzerGPIOPrivate;
-}
-
-static void
-zolv_buzzer_gpio_finalize(GObject *object)
-{
-    g_autoptr(GError) error = nullptr;
-
-    if (!buzzer_gpio_set_state(ZOLV_BUZZER(object), 0, &error))
-        _tvl_log(TVL_LOG_WARN, "[Buzzer] failed to turn off buzzer %s", error->message);
-    delete ZOLV_BUZZER_GPIO(object)->priv;
-    G_OBJECT_CLASS(zolv_buzzer_gpio_parent_class)->finalize(object);
-}
-
-static void
-zolv_buzzer_gpio_class_init(ZolvBuzzerGPIOClass *klass)
-{
-    G_OBJECT_CLASS(klass)->finalize = zolv_buzzer_gpio_finalize;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "Buzzer");
     ZOLV_BUZZER_CLASS(klass)->set_state = buzzer_gpio_set_state;
     ZOLV_BUZZER_CLASS(klass)->get_state = buzzer_gpio_get_state;
 }
@@ -78,16 +71,14 @@ zolv_buzzer_gpio_define_gpio(ZolvBuzzerGPIO *self, int pin, guint direction)
     ZOLV_ASSERT(ZOLV_IS_BUZZER_GPIO(self));
     ZOLV_ASSERT(pin >= 0);
     ZOLV_ASSERT(direction == GPIO_DIRECTION_IN || direction == GPIO_DIRECTION_OUT);
-    ZolvBuzzerGPIOPrivate *priv = self->priv;
+    const zolv::GpioLine line(pin, direction);
     ZolvBuzzer *buzzer = ZOLV_BUZZER(self);
     const ZolvBuzzerClass *klass = ZOLV_BUZZER_GET_CLASS(self);
 
-    priv->pin = pin;
-    priv->direction = direction;
     klass->set_gpio_pin(buzzer, pin);
     klass->set_device_type(buzzer, ZOLV_BUZZER_DEVICE_TYPE_GPIO);
-    if (!zolv_helper_set_sysfs_gpio_direction(pin, direction, nullptr))
+    if (!line.apply_direction(nullptr))
         return;
-    priv->pin_defined = true;
+    self->priv->line = line;
     klass->export_obj(buzzer);
 }

@@ -1,6 +1,8 @@
 #include "peripherals/buzzer/zolv-buzzer-pcspkr.h"
 
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
@@ -21,36 +23,54 @@ constexpr mode_t new_file_mode = 0666;
 } // namespace
 
 struct _ZolvBuzzerPcspkrPrivate {
-    std::string devfile; /* empty: there is no device */
+    explicit _ZolvBuzzerPcspkrPrivate(ZolvBuzzerPcspkr *owner) : self(owner) {}
+    _ZolvBuzzerPcspkrPrivate(const _ZolvBuzzerPcspkrPrivate &) = delete;
+    _ZolvBuzzerPcspkrPrivate &operator=(const _ZolvBuzzerPcspkrPrivate &) = delete;
+    ~_ZolvBuzzerPcspkrPrivate() { silence(); }
+
+    bool set_state(guint wanted, GError **error);
+    void silence();
+
+    ZolvBuzzerPcspkr *self; /* not owned */
+    std::string devfile;    /* empty: there is no device */
     guint frequency_hz = 440;
     std::atomic<guint> state = 0;
 };
 
-G_DEFINE_TYPE(ZolvBuzzerPcspkr, zolv_buzzer_pcspkr, ZOLV_TYPE_BUZZER)
-
-static gboolean
-buzzer_pcspkr_set_state(ZolvBuzzer *buzzer, guint state, GError **error)
+bool
+_ZolvBuzzerPcspkrPrivate::set_state(guint wanted, GError **error)
 {
-    ZolvBuzzerPcspkrPrivate *priv = ZOLV_BUZZER_PCSPKR(buzzer)->priv;
+    if (!zolv::check_buzzer_state(wanted, error))
+        return false;
 
-    if (!zolv::check_buzzer_state(state, error))
-        return FALSE;
-
-    const zolv::UniqueFd device(open(priv->devfile.c_str(), open_flags, new_file_mode));
-    if (!device) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_AVAIL, "Cannot open %s",
-                    zolv::fit_text(priv->devfile).c_str());
-        return FALSE;
-    }
+    const zolv::UniqueFd device(open(devfile.c_str(), open_flags, new_file_mode));
+    if (!device)
+        return zolv::failf(error, ZOLV_CORE_ERROR_PERIPH_NOT_AVAIL, "Cannot open %s",
+                           zolv::fit_text(devfile).c_str());
     input_event tone = {};
     static_assert(sizeof tone == 24);
     tone.type = EV_SND;
     tone.code = SND_TONE;
-    tone.value = state == 1 ? static_cast<int>(priv->frequency_hz) : 0;
+    tone.value = wanted == 1 ? static_cast<int>(frequency_hz) : 0;
     /* The state counts as set whether or not the device takes the tone. */
     [[maybe_unused]] const ssize_t n_written = write(device.get(), &tone, sizeof tone);
-    priv->state = state;
-    return TRUE;
+    state = wanted;
+    return true;
+}
+
+void
+_ZolvBuzzerPcspkrPrivate::silence()
+{
+    g_autoptr(GError) error = nullptr;
+
+    if (!devfile.empty() && !set_state(0, &error))
+        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "failed to turn off buzzer %s", error->message);
+}
+
+static gboolean
+buzzer_pcspkr_set_state(ZolvBuzzer *buzzer, guint state, GError **error)
+{
+    return ZOLV_BUZZER_PCSPKR(buzzer)->priv->set_state(state, error);
 }
 
 static gboolean
@@ -60,33 +80,9 @@ buzzer_pcspkr_get_state(ZolvBuzzer *buzzer, guint *state, GError **)
     return TRUE;
 }
 
-static void
-silence(ZolvBuzzerPcspkr *self)
+ZOLV_DEFINE_CLASS(ZolvBuzzerPcspkr, zolv_buzzer_pcspkr, ZOLV_TYPE_BUZZER)
 {
-    g_autoptr(GError) error = nullptr;
-
-    if (!self->priv->devfile.empty() && !buzzer_pcspkr_set_state(ZOLV_BUZZER(self), 0, &error))
-        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "failed to turn off buzzer %s", error->message);
-}
-
-static void
-zolv_buzzer_pcspkr_init(ZolvBuzzerPcspkr *self)
-{
-    self->priv = new ZolvBuzzerPcspkrPrivate;
-}
-
-static void
-zolv_buzzer_pcspkr_finalize(GObject *object)
-{
-    silence(ZOLV_BUZZER_PCSPKR(object));
-    delete ZOLV_BUZZER_PCSPKR(object)->priv;
-    G_OBJECT_CLASS(zolv_buzzer_pcspkr_parent_class)->finalize(object);
-}
-
-static void
-zolv_buzzer_pcspkr_class_init(ZolvBuzzerPcspkrClass *klass)
-{
-    G_OBJECT_CLASS(klass)->finalize = zolv_buzzer_pcspkr_finalize;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "Buzzer");
     ZOLV_BUZZER_CLASS(klass)->set_state = buzzer_pcspkr_set_state;
     ZOLV_BUZZER_CLASS(klass)->get_state = buzzer_pcspkr_get_state;
 }
@@ -101,7 +97,7 @@ zolv_buzzer_pcspkr_define(ZolvBuzzerPcspkr *self, const char *devfile)
 
     self->priv->devfile = devfile;
     ZOLV_BUZZER_GET_CLASS(self)->set_device_type(buzzer, ZOLV_BUZZER_DEVICE_TYPE_PCSPKR);
-    if (!buzzer_pcspkr_set_state(buzzer, 0, &error)) {
+    if (!self->priv->set_state(0, &error)) {
         _tvl_log(TVL_LOG_WARN, "[Buzzer Pcspkr] Failed to disable beep: %s", error->message);
         return;
     }
@@ -113,7 +109,7 @@ zolv_buzzer_pcspkr_remove(ZolvBuzzerPcspkr *self)
 {
     ZOLV_ASSERT(ZOLV_IS_BUZZER_PCSPKR(self));
 
-    silence(self);
+    self->priv->silence();
     self->priv->devfile.clear();
     ZOLV_BUZZER_GET_CLASS(self)->unexport_obj(ZOLV_BUZZER(self));
 }

@@ -1,6 +1,7 @@
 #include "peripherals/buzzer/zolv-buzzer-pwm.h"
 
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
 #include "core/zolv-obj-log.h"
 #include "helpers/zolv-helpers-sysfs-pwm.h"
 #include "peripherals/buzzer/zolv-buzzer-state.h"
@@ -25,6 +26,16 @@ parse_frequency(const char *text)
 } // namespace
 
 struct _ZolvBuzzerPWMPrivate {
+    explicit _ZolvBuzzerPWMPrivate(ZolvBuzzerPWM *owner) : self(owner) {}
+    _ZolvBuzzerPWMPrivate(const _ZolvBuzzerPWMPrivate &) = delete;
+    _ZolvBuzzerPWMPrivate &operator=(const _ZolvBuzzerPWMPrivate &) = delete;
+    ~_ZolvBuzzerPWMPrivate() { silence(); }
+
+    void update_period();
+    bool set_state(guint wanted, GError **error);
+    bool silence();
+
+    ZolvBuzzerPWM *self; /* not owned */
     guint chip = 0;
     guint channel = 0;
     guint frequency_hz = default_frequency_hz;
@@ -33,36 +44,49 @@ struct _ZolvBuzzerPWMPrivate {
     std::atomic<guint> state = 0;
 };
 
-G_DEFINE_TYPE(ZolvBuzzerPWM, zolv_buzzer_pwm, ZOLV_TYPE_BUZZER)
-
-static void
-update_period(ZolvBuzzerPWMPrivate *priv)
+void
+_ZolvBuzzerPWMPrivate::update_period()
 {
     if (const char *text = g_getenv("BUZZER_FREQUENCY"); text != nullptr) {
         const guint wanted_hz = parse_frequency(text);
-        priv->frequency_hz = wanted_hz != 0 ? wanted_hz : default_frequency_hz;
+        frequency_hz = wanted_hz != 0 ? wanted_hz : default_frequency_hz;
     }
-    priv->period_ns = second_ns / priv->frequency_hz;
+    period_ns = second_ns / frequency_hz;
+}
+
+bool
+_ZolvBuzzerPWMPrivate::set_state(guint wanted, GError **error)
+{
+    bool written = true;
+
+    if (!zolv::check_buzzer_state(wanted, error))
+        return false;
+    if (wanted == 1) {
+        update_period();
+        const auto duty_cycle_ns = static_cast<guint>(period_ns * duty_ratio);
+        written = zolv_helper_set_sysfs_pwm_value(chip, channel, period_ns, duty_cycle_ns, error);
+    }
+    /* The first error stands, and neither of them is a failure. */
+    zolv_helper_set_sysfs_pwm_state(chip, channel, wanted, written ? error : nullptr);
+    state = wanted;
+    return true;
+}
+
+bool
+_ZolvBuzzerPWMPrivate::silence()
+{
+    g_autoptr(GError) error = nullptr;
+    const bool silent = set_state(0, &error);
+
+    if (!silent)
+        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "failed to turn off buzzer %s", error->message);
+    return silent;
 }
 
 static gboolean
 buzzer_pwm_set_state(ZolvBuzzer *buzzer, guint state, GError **error)
 {
-    ZolvBuzzerPWMPrivate *priv = ZOLV_BUZZER_PWM(buzzer)->priv;
-    bool written = true;
-
-    if (!zolv::check_buzzer_state(state, error))
-        return FALSE;
-    if (state == 1) {
-        update_period(priv);
-        const auto duty_cycle_ns = static_cast<guint>(priv->period_ns * priv->duty_ratio);
-        written = zolv_helper_set_sysfs_pwm_value(priv->chip, priv->channel, priv->period_ns,
-                                                  duty_cycle_ns, error);
-    }
-    /* The first error stands, and neither of them is a failure. */
-    zolv_helper_set_sysfs_pwm_state(priv->chip, priv->channel, state, written ? error : nullptr);
-    priv->state = state;
-    return TRUE;
+    return ZOLV_BUZZER_PWM(buzzer)->priv->set_state(state, error);
 }
 
 static gboolean
@@ -72,35 +96,9 @@ buzzer_pwm_get_state(ZolvBuzzer *buzzer, guint *state, GError **)
     return TRUE;
 }
 
-static bool
-silence(ZolvBuzzerPWM *self)
+ZOLV_DEFINE_CLASS(ZolvBuzzerPWM, zolv_buzzer_pwm, ZOLV_TYPE_BUZZER)
 {
-    g_autoptr(GError) error = nullptr;
-    const bool silent = buzzer_pwm_set_state(ZOLV_BUZZER(self), 0, &error);
-
-    if (!silent)
-        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "failed to turn off buzzer %s", error->message);
-    return silent;
-}
-
-static void
-zolv_buzzer_pwm_init(ZolvBuzzerPWM *self)
-{
-    self->priv = new ZolvBuzzerPWMPrivate;
-}
-
-static void
-zolv_buzzer_pwm_finalize(GObject *object)
-{
-    silence(ZOLV_BUZZER_PWM(object));
-    delete ZOLV_BUZZER_PWM(object)->priv;
-    G_OBJECT_CLASS(zolv_buzzer_pwm_parent_class)->finalize(object);
-}
-
-static void
-zolv_buzzer_pwm_class_init(ZolvBuzzerPWMClass *klass)
-{
-    G_OBJECT_CLASS(klass)->finalize = zolv_buzzer_pwm_finalize;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "Buzzer");
     ZOLV_BUZZER_CLASS(klass)->set_state = buzzer_pwm_set_state;
     ZOLV_BUZZER_CLASS(klass)->get_state = buzzer_pwm_get_state;
 }
@@ -112,6 +110,6 @@ zolv_buzzer_pwm_define(ZolvBuzzerPWM *self)
     ZolvBuzzer *buzzer = ZOLV_BUZZER(self);
 
     ZOLV_BUZZER_GET_CLASS(self)->set_device_type(buzzer, ZOLV_BUZZER_DEVICE_TYPE_PWM);
-    if (silence(self))
+    if (self->priv->silence())
         ZOLV_BUZZER_GET_CLASS(self)->export_obj(buzzer);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zolv-error.h"
+#include "core/zolv-fail.h"
 
 namespace zolv {
 
@@ -8,10 +8,7 @@ namespace zolv {
 inline bool
 check_buzzer_state(guint state, GError **error)
 {
-    if (state > 1)
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG,
-                            "Invalid Buzzer state");
-    return state <= 1;
+    return state <= 1 || fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid Buzzer state");
 }
 
 } // namespace zolv

@@ -2,19 +2,21 @@
 
 #include "core/zolv-assert.h"
 #include "core/zolv-bus-call.h"
+#include "core/zolv-class.h"
 #include "core/zolv-raii.h"
 
 struct _ZolvBuzzerPrivate {
+    explicit _ZolvBuzzerPrivate(ZolvBuzzer *self);
+
     zolv::ObjectPtr<ZolvGdbusObjBuzzer> skeleton{zolv_gdbus_obj_buzzer_skeleton_new()};
 };
-
-G_DEFINE_ABSTRACT_TYPE(ZolvBuzzer, zolv_buzzer, ZOLV_TYPE_OBJ)
 
 static gboolean
 handle_set_state(ZolvGdbusObjBuzzer *skeleton, GDBusMethodInvocation *invocation, guint state,
                  ZolvBuzzer *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "SetState(%d)", static_cast<int>(state));
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "SetState(%d)",
+                       static_cast<int>(state));
 
     if (zolv_buzzer_set_state(self, state, call.error()))
         zolv_gdbus_obj_buzzer_complete_set_state(skeleton, call.ok());
@@ -24,7 +26,7 @@ handle_set_state(ZolvGdbusObjBuzzer *skeleton, GDBusMethodInvocation *invocation
 static gboolean
 handle_get_state(ZolvGdbusObjBuzzer *skeleton, GDBusMethodInvocation *invocation, ZolvBuzzer *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "GetState()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "GetState()");
     guint state = 0;
 
     if (zolv_buzzer_get_state(self, &state, call.error()))
@@ -69,31 +71,18 @@ buzzer_set_gpio_pin(ZolvBuzzer *self, int pin)
     zolv_gdbus_obj_buzzer_set_gpiopin(self->priv->skeleton.get(), pin);
 }
 
-static void
-zolv_buzzer_init(ZolvBuzzer *self)
+_ZolvBuzzerPrivate::_ZolvBuzzerPrivate(ZolvBuzzer *self)
 {
-    self->priv = new ZolvBuzzerPrivate;
-    ZolvGdbusObjBuzzer *skeleton = self->priv->skeleton.get();
-
-    zolv_gdbus_obj_buzzer_set_device_type(skeleton, ZOLV_BUZZER_DEVICE_TYPE_NONE);
-    zolv_gdbus_obj_buzzer_set_gpiopin(skeleton, -1);
-    zolv_gdbus_object_skeleton_set_obj_buzzer(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton);
-    zolv::connect_handlers(skeleton, ZOLV_OBJ(self),
+    zolv_gdbus_obj_buzzer_set_device_type(skeleton.get(), ZOLV_BUZZER_DEVICE_TYPE_NONE);
+    zolv_gdbus_obj_buzzer_set_gpiopin(skeleton.get(), -1);
+    zolv_gdbus_object_skeleton_set_obj_buzzer(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton.get());
+    zolv::connect_handlers(skeleton.get(), ZOLV_OBJ(self),
                            {{"handle-set-state", G_CALLBACK(handle_set_state)},
                             {"handle-get-state", G_CALLBACK(handle_get_state)}});
 }
 
-static void
-zolv_buzzer_finalize(GObject *object)
+ZOLV_DEFINE_ABSTRACT_CLASS(ZolvBuzzer, zolv_buzzer, ZOLV_TYPE_OBJ)
 {
-    delete ZOLV_BUZZER(object)->priv;
-    G_OBJECT_CLASS(zolv_buzzer_parent_class)->finalize(object);
-}
-
-static void
-zolv_buzzer_class_init(ZolvBuzzerClass *klass)
-{
-    G_OBJECT_CLASS(klass)->finalize = zolv_buzzer_finalize;
     klass->set_state = buzzer_set_state;
     klass->get_state = buzzer_get_state;
     klass->export_obj = buzzer_export_obj;

@@ -1,34 +1,38 @@
 #include "peripherals/dio/zolv-dio-dualgpio.h"
 
 #include "core/zolv-assert.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-obj-log.h"
-#include "helpers/zolv-helpers-config.h"
-#include "helpers/zolv-helpers-sysfs-gpio.h"
+#include "helpers/zolv-gpio-line.h"
+#include "helpers/zolv-setting.h"
 #include "peripherals/dio/zolv-dio-internal.h"
-#include "zolv-error.h"
 
 #include <atomic>
 
-#define DIRECTION_KEY "Direction"
-
 struct _ZolvDIODualGPIOPrivate {
-    /* The line in use. */
-    int pin() const { return direction == GPIO_DIRECTION_OUT ? pin_output : pin_input; }
+    explicit _ZolvDIODualGPIOPrivate(ZolvDIODualGPIO *self)
+        : stored_direction(ZOLV_OBJ(self), "Direction")
+    {
+    }
 
-    int pin_input = -1;
-    int pin_output = -1;
+    bool is_output() const { return direction == GPIO_DIRECTION_OUT; }
+    /* The line in use. */
+    const zolv::GpioLine &line() const { return is_output() ? output : input; }
+
+    zolv::GpioLine input;
+    zolv::GpioLine output;
     std::atomic<guint> direction = GPIO_DIRECTION_IN; /* the watcher reads it, too */
     bool pin_defined = false;
+    zolv::Setting<guint> stored_direction;
 };
-
-G_DEFINE_TYPE(ZolvDIODualGPIO, zolv_dio_dualgpio, ZOLV_TYPE_DIO)
 
 static gboolean
 dio_dualgpio_set_state(ZolvDIO *dio, guint state, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    return zolv::drive_dio(priv->pin_defined, priv->direction, priv->pin_output, state, error);
+    return zolv::drive_dio(priv->pin_defined, priv->is_output(), priv->output, state, error);
 }
 
 static gboolean
@@ -36,8 +40,7 @@ dio_dualgpio_get_state(ZolvDIO *dio, guint *state, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    return zolv::check_dio_defined(priv->pin_defined, "DIO pin is not set", error) &&
-           zolv_helper_get_sysfs_gpio_value(priv->pin(), state, error);
+    return zolv::check_dio_defined(priv->pin_defined, error) && priv->line().read(state, error);
 }
 
 /* The lines keep their directions; an input must not read what the output drives. */
@@ -46,15 +49,12 @@ dio_dualgpio_set_direction(ZolvDIO *dio, guint direction, GError **error)
 {
     ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    if (direction == GPIO_DIRECTION_IN &&
-        !zolv_helper_set_sysfs_gpio_value(priv->pin_output, 1, nullptr)) {
-        g_set_error(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_DEVICE_IO,
-                    "Fail to pull high for DIO output pin %d", priv->pin_output);
-        return FALSE;
-    }
+    if (direction == GPIO_DIRECTION_IN && !priv->output.drive(1, nullptr))
+        return zolv::failf(error, ZOLV_CORE_ERROR_DEVICE_IO,
+                           "Fail to pull high for DIO output pin %d", priv->output.number());
     priv->direction = direction;
-    ZOLV_DIO_GET_CLASS(dio)->set_gpio_pin(dio, priv->pin());
-    zolv_helper_config_set_guint(zolv_obj_get_id(ZOLV_OBJ(dio)), DIRECTION_KEY, direction);
+    ZOLV_DIO_GET_CLASS(dio)->set_gpio_pin(dio, priv->line().number());
+    priv->stored_direction.store(direction);
     return TRUE;
 }
 
@@ -63,49 +63,18 @@ dio_dualgpio_get_direction(ZolvDIO *dio, guint *direction, GError **error)
 {
     const ZolvDIODualGPIOPrivate *priv = ZOLV_DIO_DUALGPIO(dio)->priv;
 
-    return zolv::check_dio_defined(priv->pin_defined, "DIO GPIO pin is not set", error) &&
-           zolv_helper_get_sysfs_gpio_direction(priv->pin(), direction, error);
+    return zolv::read_dio_direction(priv->pin_defined, priv->line(), direction, error);
 }
 
-static void
-zolv_dio_dualgpio_init(ZolvDIODualGPIO *self)
-{
-    self->priv = new ZolvDIODualGPIOPrivate;
-}
-
-static void
-zolv_dio_dualgpio_finalize(GObject *object)
-{
-    delete ZOLV_DIO_DUALGPIO(object)->priv;
-    G_OBJECT_CLASS(zolv_dio_dualgpio_parent_class)->finalize(object);
-}
-
-static void
-zolv_dio_dualgpio_class_init(ZolvDIODualGPIOClass *klass)
+ZOLV_DEFINE_CLASS(ZolvDIODualGPIO, zolv_dio_dualgpio, ZOLV_TYPE_DIO)
 {
     ZolvDIOClass *dio_class = ZOLV_DIO_CLASS(klass);
 
-    G_OBJECT_CLASS(klass)->finalize = zolv_dio_dualgpio_finalize;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "DIO");
     dio_class->set_state = dio_dualgpio_set_state;
     dio_class->get_state = dio_dualgpio_get_state;
     dio_class->set_direction = dio_dualgpio_set_direction;
     dio_class->get_direction = dio_dualgpio_get_direction;
-}
-
-/* The settings' choice, or else the model's, which is stored. */
-static guint
-stored_direction(ZolvDIODualGPIO *self, guint direction)
-{
-    ZolvObj *obj = ZOLV_OBJ(self);
-    guint stored = direction;
-    const bool found = zolv_helper_config_get_guint(zolv_obj_get_id(obj), DIRECTION_KEY, &stored);
-
-    if (found && stored <= GPIO_DIRECTION_OUT)
-        return stored;
-    if (found)
-        zolv_obj_log(obj, TVL_LOG_WARN, "Stored direction %u is not valid", stored);
-    zolv_helper_config_set_guint(zolv_obj_get_id(obj), DIRECTION_KEY, direction);
-    return direction;
 }
 
 void
@@ -116,15 +85,15 @@ zolv_dio_dualgpio_define_gpio(ZolvDIODualGPIO *self, int pin_input, int pin_outp
     ZolvDIO *dio = ZOLV_DIO(self);
     ZolvDIOClass *klass = ZOLV_DIO_GET_CLASS(self);
 
-    priv->pin_input = pin_input;
-    priv->pin_output = pin_output;
+    priv->input.define(pin_input, GPIO_DIRECTION_IN);
+    priv->output.define(pin_output, GPIO_DIRECTION_OUT);
     klass->set_gpio_pin(dio, pin_input);
     klass->set_device_type(dio, DIO_TYPE_DUAL_GPIO);
     klass->set_direction_configurable(dio, TRUE);
-    priv->direction = stored_direction(self, direction);
-    if (!zolv_helper_set_sysfs_gpio_direction(pin_input, GPIO_DIRECTION_IN, nullptr))
+    priv->direction = priv->stored_direction.read_or_store(direction, GPIO_DIRECTION_OUT);
+    if (!priv->input.apply_direction(nullptr))
         zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "Set GPIO direction for pin_input failed");
-    if (!zolv_helper_set_sysfs_gpio_direction(pin_output, GPIO_DIRECTION_OUT, nullptr))
+    if (!priv->output.apply_direction(nullptr))
         zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "Set GPIO direction for pin_output failed");
     priv->pin_defined = true;
     klass->set_pin_defined(dio, TRUE);
@@ -135,6 +104,6 @@ void
 zolv_dio_dualgpio_define_hook(ZolvDIODualGPIO *self)
 {
     ZOLV_ASSERT(self->priv->pin_defined == TRUE);
-    if (self->priv->direction == GPIO_DIRECTION_IN)
+    if (!self->priv->is_output())
         zolv_dio_arm_hook(ZOLV_DIO(self));
 }

@@ -1,9 +1,9 @@
 #include "peripherals/dio/zolv-dio-hook.h"
 
+#include "core/zolv-fail.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
-#include "helpers/zolv-helpers-config.h"
 #include "peripherals/zolv-script-store.h"
 
 #include <array>
@@ -16,7 +16,6 @@
 
 #define HOOK_DIRECTORY "/etc/tarvel/TarvelPerimond/dio-scripts"
 #define HOOK_SUFFIX ".hook"
-#define HOOK_NAME_KEY "HookName"
 #define NO_HOOK "none"
 
 namespace {
@@ -154,28 +153,20 @@ zolv::DioHook::deselect()
 void
 zolv::DioHook::load()
 {
-    /* A character of the settings has up to four bytes. */
-    std::array<char, 4 * ScriptStore::max_name_length + 1> name{};
-    const char *id = zolv_obj_get_id(obj_);
+    const std::string name = stored_name_.read_or_store("");
 
-    if (!zolv_helper_config_get_string(id, HOOK_NAME_KEY, name.data(),
-                                       ScriptStore::max_name_length))
-        zolv_helper_config_set_string(id, HOOK_NAME_KEY, "");
-    if (name[0] == '\0')
+    if (name.empty())
         zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
-    else if (store().registered(name.data()))
-        select_registered(name.data());
+    else if (store().registered(name))
+        select_registered(name.c_str());
 }
 
 bool
 zolv::DioHook::select_none(GError **error)
 {
-    if (g_strcmp0(zolv_gdbus_obj_dio_get_hook_name(skeleton_), NO_HOOK) == 0) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "DI does not set any hook script");
-        return false;
-    }
-    zolv_helper_config_set_string(zolv_obj_get_id(obj_), HOOK_NAME_KEY, "");
+    if (g_strcmp0(zolv_gdbus_obj_dio_get_hook_name(skeleton_), NO_HOOK) == 0)
+        return fail(error, ZOLV_CORE_ERROR_NOT_PERMIT, "DI does not set any hook script");
+    stored_name_.store("");
     zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
     deselect();
     name_.clear();
@@ -187,12 +178,9 @@ zolv::DioHook::select(const char *name, GError **error)
 {
     if (g_strcmp0(name, NO_HOOK) == 0)
         return select_none(error);
-    if (!store().exists(name)) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG,
-                            "Hook name is not exist");
-        return false;
-    }
-    zolv_helper_config_set_string(zolv_obj_get_id(obj_), HOOK_NAME_KEY, name);
+    if (!store().exists(name))
+        return fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Hook name is not exist");
+    stored_name_.store(name);
     deselect();
     if (store().registered(name))
         select_registered(name);
@@ -228,7 +216,7 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
         }
         g_autofree char *absolute = g_canonicalize_filename(target, HOOK_DIRECTORY);
         if (g_strcmp0(absolute, script) == 0) {
-            zolv_obj_log(obj_, TVL_LOG_DEBUG, "Found .hook symlink pointing to %s\n", script);
+            ZOLV_OBJ_DEBUG(obj_, "Found .hook symlink pointing to %s\n", script);
             return true;
         }
     }
@@ -247,7 +235,7 @@ zolv::DioHook::is_orphan(const ScriptSource &source) const
         return false;
     }
     if (source.missing()) {
-        zolv_obj_log(obj_, TVL_LOG_DEBUG, "%s does not exist\n", script);
+        ZOLV_OBJ_DEBUG(obj_, "%s does not exist\n", script);
         return false;
     }
     if (source.unreadable()) {

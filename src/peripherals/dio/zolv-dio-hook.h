@@ -1,6 +1,8 @@
 #pragma once
 
+#include "helpers/zolv-setting.h"
 #include "peripherals/dio/zolv-dio.h"
+#include "peripherals/zolv-script-store.h"
 
 #include <atomic>
 #include <dirent.h>
@@ -18,7 +20,11 @@ class DioHook {
   public:
     using Path = std::shared_ptr<const std::string>;
 
-    DioHook(ZolvObj *obj, ZolvGdbusObjDIO *skeleton) : obj_(obj), skeleton_(skeleton) {}
+    DioHook(ZolvObj *obj, ZolvGdbusObjDIO *skeleton)
+        : obj_(obj), skeleton_(skeleton),
+          stored_name_(obj, "HookName", ScriptStore::max_name_length)
+    {
+    }
     DioHook(const DioHook &) = delete;
     DioHook &operator=(const DioHook &) = delete;
     ~DioHook() { deselect(); }
@@ -54,6 +60,7 @@ class DioHook {
 
     ZolvObj *obj_;
     ZolvGdbusObjDIO *skeleton_;
+    Setting<std::string> stored_name_;
     std::string name_; /* empty: none */
     mutable std::mutex mutex_;
     Path path_;

@@ -2,47 +2,38 @@
 
 #include "core/zolv-assert.h"
 #include "core/zolv-bus-call.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
-#include "helpers/zolv-helpers-config.h"
-#include "helpers/zolv-helpers-sysfs-gpio.h"
+#include "helpers/zolv-gpio-line.h"
+#include "helpers/zolv-setting.h"
 #include "peripherals/dio/zolv-dio-hook.h"
 #include "peripherals/dio/zolv-dio-internal.h"
 #include "peripherals/dio/zolv-dio-watcher.h"
 #include "tvl-log.h"
-#include "zolv-error.h"
 
-#define EVENT_KEY "Event"
+/* How the bus shows a line that is not there. */
+static constexpr guint no_gpio_pin = G_MAXUINT;
 
 /* Members are destroyed bottom up: the watcher goes before the hook that it looks at. */
 struct _ZolvDIOPrivate {
-    explicit _ZolvDIOPrivate(ZolvDIO *self)
-        : hook(ZOLV_OBJ(self), skeleton.get()), watcher(self, skeleton.get(), hook)
-    {
-    }
+    explicit _ZolvDIOPrivate(ZolvDIO *self);
 
     zolv::ObjectPtr<ZolvGdbusObjDIO> skeleton{zolv_gdbus_obj_dio_skeleton_new()};
-    int pin = -1;
-    guint direction = GPIO_DIRECTION_IN;
-    bool pin_defined = false;
+    zolv::GpioLine line;
+    bool pin_defined = false; /* a class with other lines says so, too */
+    zolv::Setting<guint> event;
     zolv::DioHook hook;
     zolv::DioWatcher watcher;
 };
-
-G_DEFINE_TYPE(ZolvDIO, zolv_dio, ZOLV_TYPE_OBJ)
-
-namespace {
-
-constexpr zolv::BusCall::Levels quiet = {
-    .called = TVL_LOG_DEBUG, .ok = TVL_LOG_DEBUG, .failed = TVL_LOG_ERROR};
-
-} // namespace
 
 static gboolean
 handle_set_state(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, guint state,
                  ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "SetState(%d)", static_cast<int>(state));
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "SetState(%d)",
+                       static_cast<int>(state));
 
     if (zolv_dio_set_state(self, state, call.error()))
         zolv_gdbus_obj_dio_complete_set_state(skeleton, call.ok());
@@ -52,7 +43,7 @@ handle_set_state(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, g
 static gboolean
 handle_get_state(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "GetState()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "GetState()");
     guint state = 0;
 
     if (zolv_dio_get_state(self, &state, call.error()))
@@ -73,7 +64,7 @@ static gboolean
 handle_set_direction(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, guint direction,
                      ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "SetDirection(%d)",
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "SetDirection(%d)",
                        static_cast<int>(direction));
 
     if (set_checked_direction(self, direction, call))
@@ -84,7 +75,7 @@ handle_set_direction(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocatio
 static gboolean
 handle_get_direction(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "GetDirection()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "GetDirection()");
     guint direction = 0;
 
     if (zolv_dio_get_direction(self, &direction, call.error()))
@@ -97,7 +88,8 @@ static gboolean
 handle_set_event(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, guint event,
                  ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "SetEvent(%d)", static_cast<int>(event));
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "SetEvent(%d)",
+                       static_cast<int>(event));
 
     if (zolv_dio_set_event(self, event, call.error()))
         zolv_gdbus_obj_dio_complete_set_event(skeleton, call.ok());
@@ -107,7 +99,7 @@ handle_set_event(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, g
 static gboolean
 handle_reload(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "Reload()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "Reload()");
 
     if (zolv_dio_reload(self, call.error()))
         zolv_gdbus_obj_dio_complete_reload(skeleton, call.ok());
@@ -118,7 +110,7 @@ static gboolean
 handle_add_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, const char *name,
                 const char *path, ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "AddHook()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "AddHook()");
 
     if (zolv_dio_add_hook(self, name, path, call.error()))
         zolv_gdbus_obj_dio_complete_add_hook(skeleton, call.ok());
@@ -129,7 +121,7 @@ static gboolean
 handle_delete_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, const char *name,
                    ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "DeleteHook()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "DeleteHook()");
 
     if (zolv_dio_delete_hook(self, name, call.error()))
         zolv_gdbus_obj_dio_complete_delete_hook(skeleton, call.ok());
@@ -139,7 +131,7 @@ handle_delete_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation,
 static gboolean
 handle_list_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "ListHook()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "ListHook()");
     g_autoptr(GVariant) hooks = nullptr;
 
     if (zolv_dio_list_hook(&hooks, call.error()))
@@ -151,7 +143,7 @@ static gboolean
 handle_set_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, const char *name,
                 ZolvDIO *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, quiet, "SetHook()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::debug, "SetHook()");
 
     if (zolv_dio_set_hook(self, name, call.error()))
         zolv_gdbus_obj_dio_complete_set_hook(skeleton, call.ok());
@@ -159,24 +151,26 @@ handle_set_hook(ZolvGdbusObjDIO *skeleton, GDBusMethodInvocation *invocation, co
 }
 
 bool
-zolv::check_dio_defined(bool defined, const char *complaint, GError **error)
+zolv::check_dio_defined(bool defined, GError **error)
 {
-    if (!defined)
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY, complaint);
-    return defined;
+    return check_defined(defined, "DIO pin is not set", error);
 }
 
 bool
-zolv::drive_dio(bool defined, guint direction, int pin, guint state, GError **error)
+zolv::drive_dio(bool defined, bool is_output, const GpioLine &line, guint state, GError **error)
 {
-    if (!check_dio_defined(defined, "DIO pin is not set", error))
+    if (!check_dio_defined(defined, error))
         return false;
-    if (direction != GPIO_DIRECTION_OUT) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "DIO pin should be set to output");
-        return false;
-    }
-    return zolv_helper_set_sysfs_gpio_value(pin, state, error);
+    if (!is_output)
+        return fail(error, ZOLV_CORE_ERROR_NOT_PERMIT, "DIO pin should be set to output");
+    return line.drive(state, error);
+}
+
+bool
+zolv::read_dio_direction(bool defined, const GpioLine &line, guint *direction, GError **error)
+{
+    return check_defined(defined, "DIO GPIO pin is not set", error) &&
+           line.read_direction(direction, error);
 }
 
 static gboolean
@@ -184,7 +178,7 @@ dio_set_state(ZolvDIO *self, guint state, GError **error)
 {
     const ZolvDIOPrivate *priv = self->priv;
 
-    return zolv::drive_dio(priv->pin_defined, priv->direction, priv->pin, state, error);
+    return zolv::drive_dio(priv->pin_defined, priv->line.is_output(), priv->line, state, error);
 }
 
 static gboolean
@@ -192,30 +186,22 @@ dio_get_state(ZolvDIO *self, guint *state, GError **error)
 {
     const ZolvDIOPrivate *priv = self->priv;
 
-    if (!zolv::check_dio_defined(priv->pin_defined, "DIO pin is not set", error))
+    if (!zolv::check_dio_defined(priv->pin_defined, error))
         return FALSE;
-    if (zolv_helper_get_sysfs_gpio_value(priv->pin, state, nullptr))
-        return TRUE;
-    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE,
-                        "Failed to get GPIO");
-    return FALSE;
+    return priv->line.read(state, nullptr) ||
+           zolv::fail(error, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE, "Failed to get GPIO");
 }
 
 static gboolean
 dio_set_direction(ZolvDIO *, guint, GError **error)
 {
-    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_SUPPORT,
-                        "DIO set_direction is not supported");
-    return FALSE;
+    return zolv::fail(error, ZOLV_CORE_ERROR_NOT_SUPPORT, "DIO set_direction is not supported");
 }
 
 static gboolean
 dio_get_direction(ZolvDIO *self, guint *direction, GError **error)
 {
-    const ZolvDIOPrivate *priv = self->priv;
-
-    return zolv::check_dio_defined(priv->pin_defined, "DIO GPIO pin is not set", error) &&
-           zolv_helper_get_sysfs_gpio_direction(priv->pin, direction, error);
+    return zolv::read_dio_direction(self->priv->pin_defined, self->priv->line, direction, error);
 }
 
 static void
@@ -236,7 +222,6 @@ dio_set_device_type(ZolvDIO *self, guint device_type)
     zolv_gdbus_obj_dio_set_device_type(self->priv->skeleton.get(), device_type);
 }
 
-/* The bus shows a line that is not there, -1, as 4294967295. */
 static void
 dio_set_gpio_pin(ZolvDIO *self, int pin)
 {
@@ -255,24 +240,14 @@ dio_set_direction_configurable(ZolvDIO *self, gboolean configurable)
     zolv_gdbus_obj_dio_set_direction_configurable(self->priv->skeleton.get(), configurable);
 }
 
-/* A signal of an object that is off the bus would be lost with a critical. */
-static void
-dio_withdraw(ZolvObj *obj)
+_ZolvDIOPrivate::_ZolvDIOPrivate(ZolvDIO *self)
+    : event(ZOLV_OBJ(self), "Event"), hook(ZOLV_OBJ(self), skeleton.get()),
+      watcher(self, skeleton.get(), hook)
 {
-    ZOLV_DIO(obj)->priv->watcher.stop();
-    ZOLV_OBJ_CLASS(zolv_dio_parent_class)->unexport_obj(obj);
-}
-
-static void
-zolv_dio_init(ZolvDIO *self)
-{
-    self->priv = new ZolvDIOPrivate(self);
-    ZolvGdbusObjDIO *skeleton = self->priv->skeleton.get();
-
-    dio_set_gpio_pin(self, -1);
-    zolv_gdbus_obj_dio_set_hook_name(skeleton, "N/A");
-    zolv_gdbus_object_skeleton_set_obj_dio(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton);
-    zolv::connect_handlers(skeleton, ZOLV_OBJ(self),
+    zolv_gdbus_obj_dio_set_gpiopin(skeleton.get(), no_gpio_pin);
+    zolv_gdbus_obj_dio_set_hook_name(skeleton.get(), "N/A");
+    zolv_gdbus_object_skeleton_set_obj_dio(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton.get());
+    zolv::connect_handlers(skeleton.get(), ZOLV_OBJ(self),
                            {{"handle-set-state", G_CALLBACK(handle_set_state)},
                             {"handle-get-state", G_CALLBACK(handle_get_state)},
                             {"handle-set-event", G_CALLBACK(handle_set_event)},
@@ -285,27 +260,19 @@ zolv_dio_init(ZolvDIO *self)
                             {"handle-set-hook", G_CALLBACK(handle_set_hook)}});
 }
 
-/* Before any finalisation: the watcher reads through the slots of the subclass. */
-static void
-zolv_dio_dispose(GObject *object)
+ZOLV_DEFINE_CLASS(ZolvDIO, zolv_dio, ZOLV_TYPE_OBJ)
 {
-    ZOLV_DIO(object)->priv->watcher.stop();
-    G_OBJECT_CLASS(zolv_dio_parent_class)->dispose(object);
-}
-
-static void
-zolv_dio_finalize(GObject *object)
-{
-    delete ZOLV_DIO(object)->priv;
-    G_OBJECT_CLASS(zolv_dio_parent_class)->finalize(object);
-}
-
-static void
-zolv_dio_class_init(ZolvDIOClass *klass)
-{
-    G_OBJECT_CLASS(klass)->dispose = zolv_dio_dispose;
-    G_OBJECT_CLASS(klass)->finalize = zolv_dio_finalize;
-    ZOLV_OBJ_CLASS(klass)->unexport_obj = dio_withdraw;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "DIO");
+    /* Before any finalisation: the watcher reads through the slots of the subclass. */
+    G_OBJECT_CLASS(klass)->dispose = [](GObject *object) {
+        ZOLV_DIO(object)->priv->watcher.stop();
+        G_OBJECT_CLASS(zolv_dio_parent_class)->dispose(object);
+    };
+    /* A signal of an object that is off the bus would be lost with a critical. */
+    ZOLV_OBJ_CLASS(klass)->unexport_obj = [](ZolvObj *obj) {
+        ZOLV_DIO(obj)->priv->watcher.stop();
+        ZOLV_OBJ_CLASS(zolv_dio_parent_class)->unexport_obj(obj);
+    };
     klass->set_state = dio_set_state;
     klass->get_state = dio_get_state;
     klass->set_direction = dio_set_direction;
@@ -326,16 +293,16 @@ zolv_dio_define_gpio(ZolvDIO *self, int pin, guint direction)
     ZOLV_ASSERT(pin >= 0);
     ZOLV_ASSERT(direction == GPIO_DIRECTION_IN || direction == GPIO_DIRECTION_OUT);
     ZolvDIOClass *klass = ZOLV_DIO_GET_CLASS(self);
+    zolv::GpioLine &line = self->priv->line;
     guint current = 0;
 
-    self->priv->pin = pin;
-    self->priv->direction = direction;
+    line.define(pin, direction);
     klass->set_pin_defined(self, TRUE);
     klass->set_gpio_pin(self, pin);
     klass->set_device_type(self, DIO_TYPE_SINGLE_GPIO);
     /* A line whose direction cannot be read may still take one. */
-    if ((!zolv_helper_get_sysfs_gpio_direction(pin, &current, nullptr) || current != direction) &&
-        !zolv_helper_set_sysfs_gpio_direction(pin, direction, nullptr))
+    if ((!line.read_direction(&current, nullptr) || current != direction) &&
+        !line.apply_direction(nullptr))
         _tvl_log(TVL_LOG_ERROR, "Set GPIO direction for pin failed");
     klass->export_obj(self);
 }
@@ -343,13 +310,8 @@ zolv_dio_define_gpio(ZolvDIO *self, int pin, guint direction)
 void
 zolv_dio_arm_hook(ZolvDIO *self)
 {
-    const char *id = zolv_obj_get_id(ZOLV_OBJ(self));
-    guint event = DIO_NONE_EDGE;
+    const guint event = self->priv->event.read_or_store(DIO_NONE_EDGE);
 
-    if (!zolv_helper_config_get_guint(id, EVENT_KEY, &event)) {
-        event = DIO_NONE_EDGE;
-        zolv_helper_config_set_guint(id, EVENT_KEY, event);
-    }
     self->priv->hook.event = event;
     ZOLV_ASSERT(self->priv->hook.event < DIO_LAST_EDGE);
     zolv_gdbus_obj_dio_set_event(self->priv->skeleton.get(), event);
@@ -362,7 +324,7 @@ void
 zolv_dio_define_hook(ZolvDIO *self)
 {
     ZOLV_ASSERT(self->priv->pin_defined == TRUE);
-    if (self->priv->direction == GPIO_DIRECTION_IN)
+    if (!self->priv->line.is_output())
         zolv_dio_arm_hook(self);
 }
 
@@ -370,10 +332,8 @@ gboolean
 zolv_dio_set_state(ZolvDIO *self, guint state, GError **error)
 {
     ZOLV_ASSERT(ZOLV_IS_DIO(self));
-    if (state > 1) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid DIO state");
-        return FALSE;
-    }
+    if (state > 1)
+        return zolv::fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid DIO state");
     return ZOLV_DIO_GET_CLASS(self)->set_state(self, state, error);
 }
 
@@ -392,14 +352,12 @@ zolv_dio_set_direction(ZolvDIO *self, guint direction, GError **error)
     guint current = 0;
 
     if (zolv_dio_get_direction(self, &current, nullptr) && current == direction) {
-        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_DEBUG, "Keep the same DIO direction");
+        ZOLV_OBJ_DEBUG(ZOLV_OBJ(self), "Keep the same DIO direction");
         return TRUE;
     }
-    if (self->priv->hook.event != DIO_NONE_EDGE) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_PERMIT,
-                            "Hook event must be set to 'none' before changing direction");
-        return FALSE;
-    }
+    if (self->priv->hook.event != DIO_NONE_EDGE)
+        return zolv::fail(error, ZOLV_CORE_ERROR_NOT_PERMIT,
+                          "Hook event must be set to 'none' before changing direction");
     return ZOLV_DIO_GET_CLASS(self)->set_direction(self, direction, error);
 }
 
@@ -421,10 +379,7 @@ is_input(ZolvDIO *self)
 static bool
 check_input(ZolvDIO *self, const char *complaint, GError **error)
 {
-    if (is_input(self))
-        return true;
-    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_NOT_SUPPORT, complaint);
-    return false;
+    return is_input(self) || zolv::fail(error, ZOLV_CORE_ERROR_NOT_SUPPORT, complaint);
 }
 
 gboolean
@@ -433,13 +388,11 @@ zolv_dio_set_event(ZolvDIO *self, guint event, GError **error)
     ZOLV_ASSERT(ZOLV_IS_DIO(self));
     if (!check_input(self, "Hooking DO events is not allowed", error))
         return FALSE;
-    if (event >= DIO_LAST_EDGE) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid DIO event");
-        return FALSE;
-    }
+    if (event >= DIO_LAST_EDGE)
+        return zolv::fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid DIO event");
     self->priv->hook.event = event;
     zolv_gdbus_obj_dio_set_event(self->priv->skeleton.get(), event);
-    zolv_helper_config_set_guint(zolv_obj_get_id(ZOLV_OBJ(self)), EVENT_KEY, event);
+    self->priv->event.store(event);
     self->priv->hook.convert_orphan();
     return TRUE;
 }

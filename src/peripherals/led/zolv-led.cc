@@ -2,26 +2,28 @@
 
 #include "core/zolv-assert.h"
 #include "core/zolv-bus-call.h"
+#include "core/zolv-class.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-sysfs-led.h"
 #include "peripherals/led/zolv-led-state.h"
-#include "zolv-error.h"
 
 #define TRIGGER_NONE "none"
 #define TRIGGER_HEARTBEAT "heartbeat"
 
 struct _ZolvLEDPrivate {
+    explicit _ZolvLEDPrivate(ZolvLED *self);
+
     zolv::ObjectPtr<ZolvGdbusObjLED> skeleton{zolv_gdbus_obj_led_skeleton_new()};
 };
-
-G_DEFINE_TYPE(ZolvLED, zolv_led, ZOLV_TYPE_OBJ)
 
 static gboolean
 handle_set_state(ZolvGdbusObjLED *skeleton, GDBusMethodInvocation *invocation, guint state,
                  ZolvLED *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "SetState(%d)", static_cast<int>(state));
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "SetState(%d)",
+                       static_cast<int>(state));
 
     if (zolv_led_set_state(self, state, call.error()))
         zolv_gdbus_obj_led_complete_set_state(skeleton, call.ok());
@@ -31,7 +33,7 @@ handle_set_state(ZolvGdbusObjLED *skeleton, GDBusMethodInvocation *invocation, g
 static gboolean
 handle_get_state(ZolvGdbusObjLED *skeleton, GDBusMethodInvocation *invocation, ZolvLED *self)
 {
-    zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "GetState()");
+    zolv::BusCall call(ZOLV_OBJ(self), invocation, zolv::BusCall::Levels::info, "GetState()");
     guint state = 0;
 
     if (zolv_led_get_state(self, &state, call.error()))
@@ -40,23 +42,18 @@ handle_get_state(ZolvGdbusObjLED *skeleton, GDBusMethodInvocation *invocation, Z
     return G_DBUS_METHOD_INVOCATION_HANDLED;
 }
 
-static const char *
-defined_label(ZolvLED *self, GError **error)
+static bool
+check_label(const char *label, GError **error)
 {
-    const char *label = zolv_led_get_label(self);
-
-    if (label == nullptr)
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_NOT_READY,
-                            "LED label is not set");
-    return label;
+    return zolv::check_defined(label != nullptr, "LED label is not set", error);
 }
 
 static gboolean
 led_set_state(ZolvLED *self, guint state, GError **error)
 {
-    const char *label = defined_label(self, error);
+    const char *label = zolv_led_get_label(self);
 
-    if (label == nullptr)
+    if (!check_label(label, error))
         return FALSE;
     if (state == zolv::led_heartbeat)
         return zolv_helper_set_sysfs_led_trigger(label, TRIGGER_HEARTBEAT, error);
@@ -67,46 +64,32 @@ led_set_state(ZolvLED *self, guint state, GError **error)
 static gboolean
 led_get_state(ZolvLED *self, guint *state, GError **error)
 {
-    const char *label = defined_label(self, error);
+    const char *label = zolv_led_get_label(self);
     g_autofree char *trigger = nullptr;
 
-    if (label == nullptr || !zolv_helper_get_sysfs_led_trigger(label, &trigger, error))
+    if (!check_label(label, error) || !zolv_helper_get_sysfs_led_trigger(label, &trigger, error))
         return FALSE;
     if (g_strcmp0(trigger, TRIGGER_NONE) == 0)
         return zolv_helper_get_sysfs_led_brightness(label, state, error);
-    if (g_strcmp0(trigger, TRIGGER_HEARTBEAT) != 0) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE,
-                            "LED is in an unknown state");
-        return FALSE;
-    }
+    if (g_strcmp0(trigger, TRIGGER_HEARTBEAT) != 0)
+        return zolv::fail(error, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE,
+                          "LED is in an unknown state");
     *state = zolv::led_heartbeat;
     return TRUE;
 }
 
-static void
-zolv_led_init(ZolvLED *self)
+_ZolvLEDPrivate::_ZolvLEDPrivate(ZolvLED *self)
 {
-    self->priv = new ZolvLEDPrivate;
-    ZolvGdbusObjLED *skeleton = self->priv->skeleton.get();
-
-    zolv_gdbus_obj_led_set_alias(skeleton, "N/A");
-    zolv_gdbus_object_skeleton_set_obj_led(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton);
-    zolv::connect_handlers(skeleton, ZOLV_OBJ(self),
+    zolv_gdbus_obj_led_set_alias(skeleton.get(), "N/A");
+    zolv_gdbus_object_skeleton_set_obj_led(ZOLV_GDBUS_OBJECT_SKELETON(self), skeleton.get());
+    zolv::connect_handlers(skeleton.get(), ZOLV_OBJ(self),
                            {{"handle-set-state", G_CALLBACK(handle_set_state)},
                             {"handle-get-state", G_CALLBACK(handle_get_state)}});
 }
 
-static void
-zolv_led_finalize(GObject *object)
+ZOLV_DEFINE_CLASS(ZolvLED, zolv_led, ZOLV_TYPE_OBJ)
 {
-    delete ZOLV_LED(object)->priv;
-    G_OBJECT_CLASS(zolv_led_parent_class)->finalize(object);
-}
-
-static void
-zolv_led_class_init(ZolvLEDClass *klass)
-{
-    G_OBJECT_CLASS(klass)->finalize = zolv_led_finalize;
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "LED");
     klass->set_state = led_set_state;
     klass->get_state = led_get_state;
 }
@@ -136,10 +119,8 @@ zolv_led_set_state(ZolvLED *self, guint state, GError **error)
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_LED(self));
-    if (state > zolv::led_heartbeat) {
-        g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid LED state");
-        return FALSE;
-    }
+    if (state > zolv::led_heartbeat)
+        return zolv::fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Invalid LED state");
     return ZOLV_LED_GET_CLASS(self)->set_state(self, state, error);
 }
 
