@@ -335,17 +335,27 @@ zolv_base_manager_create_new_object(ZolvBaseManager *self, GType type, const gch
 }
 
 ZolvObj *
-zolv_base_manager_get_object(ZolvBaseManager *self, const gchar *id)
+zolv_base_manager_find_object(ZolvBaseManager *self, const gchar *id)
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     const auto known = self->priv->objects.find(zolv::fit_text(id));
 
-    if (known == self->priv->objects.end()) {
+    return known != self->priv->objects.end() ? known->second.get() : nullptr;
+}
+
+ZolvObj *
+zolv_base_manager_get_object(ZolvBaseManager *self, const gchar *id)
+{
+    ZOLV_ASSERT(self != NULL);
+    ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZolvObj *known = zolv_base_manager_find_object(self, id);
+
+    if (known == nullptr) {
         _tvl_log(TVL_LOG_ERROR, "[Manager] Object '%s' not found", zolv::fit_text(id).c_str());
         ZOLV_ASSERT_NOT_REACHED();
     }
-    return known->second.get();
+    return known;
 }
 
 void

@@ -68,6 +68,14 @@ ZOLV_API ZolvObj *zolv_base_manager_create_new_object(ZolvBaseManager *self, GTy
 ZOLV_API ZolvObj *zolv_base_manager_get_object(ZolvBaseManager *self, const gchar *id);
 
 /**
+ * zolv_base_manager_find_object:
+ * @id: an id, such as "LED/LED1"
+ *
+ * Returns: (transfer none) (nullable): the object, where there is one with that id
+ */
+ZOLV_API ZolvObj *zolv_base_manager_find_object(ZolvBaseManager *self, const gchar *id);
+
+/**
  * zolv_base_manager_remove_object:
  * @id: an id that is known to exist; any other ends the process
  *

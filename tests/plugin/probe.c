@@ -4,18 +4,12 @@
  * every device event. Commands are separated by semicolons, their words by blanks; words take C
  * escapes. What they find out is logged with the tag [Probe].
  */
+#include "probe.h"
+
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
-#include <tarvelperimond.h>
 #include <unistd.h>
-
-#define INFO(...) _tvl_log(TVL_LOG_INFO, "[Probe] " __VA_ARGS__)
-
-typedef struct {
-    ZolvBaseManager *manager;
-    char **words; /* [0] is the command */
-} Call;
 
 static ZolvObj *
 obj(const Call *call)
@@ -463,7 +457,7 @@ do_ptn(const Call *call)
 static void
 do_mounted(const Call *call)
 {
-    Call rest = {call->manager, call->words + 1};
+    Call rest = {call->manager, call->words + 1, NULL};
     ZolvPartitionLedService *service = new_ptn(&rest);
     char **texts = g_strsplit(call->words[1], ",", -1);
     guint status[6] = {0};
@@ -615,10 +609,32 @@ do_null(const Call *call)
         zolv_base_manager_get_object(NULL, "LED/ONE");
 }
 
-static const struct {
-    const char *word;
-    void (*act)(const Call *call);
-} commands[] = {
+/* Of the file of a kind's own. */
+ZolvObj *
+probe_obj(const Call *call)
+{
+    return obj(call);
+}
+
+guint
+probe_number(const Call *call, guint word)
+{
+    return number(call, word);
+}
+
+const char *
+probe_optional(const Call *call, guint word)
+{
+    return optional(call, word);
+}
+
+void
+probe_result(const Call *call, gboolean done, GError *error)
+{
+    log_result(call, done, error);
+}
+
+static const Command commands[] = {
     {"led", do_led},
     {"gpio", do_gpio},
     {"create", do_create},
@@ -668,10 +684,19 @@ static const struct {
     {"lone", do_lone},
     {"drop", do_drop},
     {"farewell", do_farewell},
+    {NULL, NULL},
 };
 
 static void
-act(ZolvBaseManager *manager, const char *text)
+act_on(const Command *list, const Call *call)
+{
+    for (; list->word != NULL; list++)
+        if (strcmp(list->word, call->words[0]) == 0)
+            list->act(call);
+}
+
+static void
+act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
 {
     char **lines = g_strsplit(text != NULL ? text : "", ";", -1);
 
@@ -682,9 +707,11 @@ act(ZolvBaseManager *manager, const char *text)
             g_free(*word);
             *word = raw;
         }
-        for (gsize i = 0; words[0] != NULL && i < G_N_ELEMENTS(commands); i++)
-            if (strcmp(commands[i].word, words[0]) == 0)
-                commands[i].act(&(Call){manager, words});
+        if (words[0] != NULL) {
+            const Call call = {manager, words, device};
+            act_on(commands, &call);
+            act_on(serial_commands, &call);
+        }
         g_strfreev(words);
     }
     g_strfreev(lines);
@@ -694,14 +721,14 @@ void
 platform_init(ZolvBaseManager *manager)
 {
     INFO("platform_init");
-    act(manager, g_getenv("PROBE_INIT"));
+    act(manager, g_getenv("PROBE_INIT"), NULL);
 }
 
 void
 platform_shutdown(ZolvBaseManager *manager)
 {
     INFO("platform_shutdown");
-    act(manager, g_getenv("PROBE_SHUTDOWN"));
+    act(manager, g_getenv("PROBE_SHUTDOWN"), NULL);
 }
 
 void
@@ -715,5 +742,5 @@ uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *devic
     if (shown != NULL)
         INFO("SHOW is %s", shown);
     if (command != NULL)
-        act(manager, command);
+        act(manager, command, device);
 }

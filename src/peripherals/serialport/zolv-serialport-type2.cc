@@ -1,0 +1,54 @@
+#include "peripherals/serialport/zolv-serialport-type2.h"
+
+#include "core/zolv-class.h"
+#include "peripherals/serialport/zolv-mode-tables.h"
+#include "peripherals/serialport/zolv-serialport-internal.h"
+
+struct _ZolvSerialPortType2Private {
+    zolv::ModePins pins{zolv::type2_modes};
+};
+
+static const zolv::ModePins &
+pins_of(ZolvSerialPort *port)
+{
+    return ZOLV_SERIALPORT_TYPE2(port)->priv->pins;
+}
+
+static gboolean
+serialport_type2_check_ready(ZolvSerialPort *port)
+{
+    return zolv::has_device(port) && pins_of(port).defined();
+}
+
+static gboolean
+serialport_type2_set_interface(ZolvSerialPort *port, guint mode, GError **error)
+{
+    const zolv::PinMode *row = pins_of(port).row_of_mode(mode, error);
+
+    return row != nullptr && pins_of(port).drive(*row, error);
+}
+
+static gboolean
+serialport_type2_get_interface(ZolvSerialPort *port, guint *mode, GError **error)
+{
+    return pins_of(port).read_mode(mode, error);
+}
+
+ZOLV_DEFINE_CLASS(ZolvSerialPortType2, zolv_serialport_type2, ZOLV_TYPE_SERIALPORT)
+{
+    ZolvSerialPortClass *port_class = ZOLV_SERIALPORT_CLASS(klass);
+
+    zolv::set_type_word(ZOLV_OBJ_CLASS(klass), "SerialPort");
+    port_class->check_ready = serialport_type2_check_ready;
+    port_class->set_interface = serialport_type2_set_interface;
+    port_class->get_interface = serialport_type2_get_interface;
+}
+
+void
+zolv_serialport_type2_define_gpio_pins(ZolvSerialPortType2 *self, gint p0, gint p1, gint p2,
+                                       gint p3)
+{
+    self->priv->pins.define(
+        {zolv::GpioLine(p0), zolv::GpioLine(p1), zolv::GpioLine(p2), zolv::GpioLine(p3)});
+    zolv_serialport_check_ready_and_init(ZOLV_SERIALPORT(self));
+}

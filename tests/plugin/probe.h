@@ -1,0 +1,24 @@
+/* What the files of the probe share. */
+#pragma once
+
+#include <tarvelperimond.h>
+
+#define INFO(...) _tvl_log(TVL_LOG_INFO, "[Probe] " __VA_ARGS__)
+
+typedef struct {
+    ZolvBaseManager *manager;
+    char **words;        /* [0] is the command */
+    GUdevDevice *device; /* of the event that brought it; NULL at the start and at the end */
+} Call;
+
+typedef struct {
+    const char *word; /* NULL ends a list */
+    void (*act)(const Call *call);
+} Command;
+
+ZolvObj *probe_obj(const Call *call);
+guint probe_number(const Call *call, guint word);
+const char *probe_optional(const Call *call, guint word);
+void probe_result(const Call *call, gboolean done, GError *error);
+
+extern const Command serial_commands[];
