@@ -3,7 +3,7 @@
 #   tour_verb     acts on the board:                  tour_verb read 4
 #   tour_daemon   the daemon's log lines so far
 #   class_led, class_led_label, gpio_led, gpio_line   what the board's plugin calls its LEDs
-# shellcheck shell=bash disable=SC2154
+# shellcheck shell=bash disable=SC2154,SC2001,SC2016
 
 bus_name=com.tarvel.Perimond
 root_path=/com/tarvel/Perimond

@@ -7,6 +7,7 @@ import shutil
 import signal
 import struct
 import termios
+import threading
 import time
 
 import perimond
@@ -235,6 +236,21 @@ class ReaderTest(ButtonTest):
             time.sleep(1.5)
         recorder.expect([("Button/RESET", "actionChanged", ("release",))])
         self.wait_for_runs(["press 0", "release 0"])
+
+    def test_a_start_that_fails_when_the_button_is_read_no_more_is_logged(self):
+        with open(os.path.join(self.scripts, "default.script"), "w") as file:
+            file.write("#!/nowhere\n")
+        recorder = self.recorder("Button/RESET", "actionChanged")
+        disabling = threading.Thread(target=self.button.SetAction, args=("disabled",))
+        with self.slow_start():
+            self.key(1)
+            recorder.expect([("Button/RESET", "actionChanged", ("press",))])
+            disabling.start()
+            self.wait_for_log("<info>  [Button/RESET] Get method call: SetAction: disabled")
+            time.sleep(0.2)  # the reader is told to end and waits for the start
+        disabling.join()
+        self.assertIn(f"<debug> [Button/RESET] Start of '{DIRECTORY}/default.action' failed: "
+                      "No such file or directory", self.log_lines())
 
     def test_more_events_than_are_kept_during_a_slow_start_keep_nothing_busy(self):
         pipe = self.put_pipe()

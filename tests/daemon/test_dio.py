@@ -1,6 +1,5 @@
 """Digital inputs and outputs on the bus and on the board."""
 
-import os
 import re
 import signal
 import threading

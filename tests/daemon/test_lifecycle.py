@@ -79,6 +79,16 @@ class LifeTest(ProbeTest):
             ignored = int(re.search(r"SigIgn:\s*(\w+)", file.read())[1], 16)
         self.assertTrue(ignored & 1 << signal.SIGCHLD - 1)
 
+    def test_no_descriptor_of_its_own_is_inherited_by_what_it_starts(self):
+        folder = f"/proc/{self.daemon_pid}/fdinfo"
+        inherited = []
+        for number in sorted(os.listdir(folder), key=int):
+            with open(f"{folder}/{number}") as file:
+                flags = int(re.search(r"flags:\s*([0-7]+)", file.read())[1], 8)
+            if not flags & os.O_CLOEXEC:
+                inherited.append(number)
+        self.assertEqual(inherited, ["0", "1", "2"])
+
     def test_no_child_remains_as_a_zombie(self):
         def children():
             with open(f"/proc/{self.daemon_pid}/task/{self.daemon_pid}/children") as file:

@@ -4,7 +4,6 @@ No arm64 program runs while they are made and nothing needs root: what the packa
 scripts would have done is done here by hand.
 """
 
-import os
 import pathlib
 import shutil
 import struct
