@@ -1,5 +1,7 @@
 #include "core/zolv-assert.h"
+#include "core/zolv-raii.h"
 #include "core/zolv-text.h"
+#include "guard/zolv-guarded-bus.h"
 #include "tvl-log.h"
 #include "zolv-base-manager.h"
 
@@ -12,9 +14,10 @@
 
 static GMainLoop *loop;
 static ZolvBaseManager *manager;
+static guint owner_id;
 
 static void
-bus_acquired_cb(GDBusConnection *connection, const gchar *, gpointer)
+bus_acquired_cb(GDBusConnection *connection)
 {
     g_autoptr(GError) error = nullptr;
 
@@ -45,6 +48,21 @@ name_lost_cb(GDBusConnection *connection, const gchar *name, gpointer)
     else
         _tvl_log(TVL_LOG_ERROR, "[Manager] Failed to acquire the '%s' service name", name);
     g_main_loop_quit(loop);
+}
+
+static void
+bus_connected_cb(GObject *, GAsyncResult *result, gpointer)
+{
+    const zolv::ObjectPtr<GDBusConnection> connection(
+        zolv::connect_guarded_bus_finish(result, nullptr));
+
+    if (!connection) {
+        name_lost_cb(nullptr, BUS_NAME, nullptr);
+        return;
+    }
+    bus_acquired_cb(connection.get());
+    owner_id = g_bus_own_name_on_connection(connection.get(), BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE,
+                                            name_acquired_cb, name_lost_cb, nullptr, nullptr);
 }
 
 static gboolean
@@ -82,9 +100,7 @@ main()
     signal(SIGCHLD, SIG_IGN);
 
     _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond process started");
-    const guint owner_id =
-        g_bus_own_name(G_BUS_TYPE_SYSTEM, BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE, bus_acquired_cb,
-                       name_acquired_cb, name_lost_cb, nullptr, nullptr);
+    zolv::connect_guarded_bus(bus_connected_cb, nullptr);
     loop = g_main_loop_new(nullptr, FALSE);
     g_main_loop_run(loop);
 
@@ -95,7 +111,8 @@ main()
         g_object_unref(last_manager);
     }
     g_main_loop_unref(last_loop);
-    g_bus_unown_name(owner_id);
+    if (owner_id != 0)
+        g_bus_unown_name(owner_id);
     _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond process shut down");
     tvl_log_shutdown();
     exit(EXIT_SUCCESS);

@@ -29,6 +29,11 @@ def require(condition, text):
         raise Failure(text)
 
 
+def busy():
+    """How much longer things take than on a machine that does nothing else, 1 at least."""
+    return max(1.0, os.getloadavg()[0] / os.cpu_count())
+
+
 class Target:
     """The unmodified daemon with the example plugin; in a with statement.
 
@@ -59,7 +64,7 @@ class Target:
     def show_logs(self):
         for path in (self.log_path, self.error_path):
             with open(path, errors="backslashreplace", encoding="utf-8") as file:
-                print(f"--- {os.path.basename(path)}, its last lines\n{file.read()[-4000:]}---",
+                print(f"--- {os.path.basename(path)}, its last lines\n{file.read()[-1000:]}---",
                       file=sys.stderr)
 
     # -- the daemon
@@ -128,8 +133,8 @@ class Target:
 
     # -- the bus
 
-    def client(self):
-        return wire.Client(os.path.join(self.world.directory, "bus"), NAME)
+    def client(self, descriptors=False):
+        return wire.Client(os.path.join(self.world.directory, "bus"), NAME, descriptors)
 
 
 class Witness:

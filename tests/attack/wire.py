@@ -172,8 +172,7 @@ class Client:
             while not line.endswith(b"\r\n"):
                 line += self.socket.recv(1)
         self.socket.sendall(b"BEGIN\r\n")
-        reply = self.call(BUS_PATH, BUS, "Hello", name=BUS)
-        self.unique_name = reply.text()
+        self.unique_name = self.call(BUS_PATH, BUS, "Hello", name=BUS).text()
 
     def __enter__(self):
         return self
@@ -212,6 +211,10 @@ class Client:
         """A call and its reply; None when there is none in time."""
         serial = self.post(path, interface, member, signature, values, name,
                            NO_AUTO_START if no_auto_start else 0)
+        return self.reply(serial, seconds)
+
+    def reply(self, serial, seconds=60):
+        """The reply to the call of that serial; None when there is none in time."""
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
             for reply in self.receive(left):

@@ -1,4 +1,4 @@
-"""Sources include only downwards: main, manager, services and peripherals, helpers, core.
+"""Sources include only downwards: main, manager, services and peripherals, helpers, guard, core.
 
 PERIMOND_TEST_SOURCES names the folder of the sources, PERIMOND_TEST_STAGE that of the staged headers.
 """
@@ -12,11 +12,11 @@ from perimond import tap
 SOURCES = os.environ["PERIMOND_TEST_SOURCES"]
 STAGE = os.environ["PERIMOND_TEST_STAGE"]
 
-MAIN, MANAGER, KINDS, HELPERS, CORE = 4, 3, 2, 1, 0
+MAIN, MANAGER, KINDS, HELPERS, GUARD, CORE = 5, 4, 3, 2, 1, 0
 ROOM_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
-              HELPERS: "helpers", CORE: "core"}
+              HELPERS: "helpers", GUARD: "guard", CORE: "core"}
 
-FOLDERS = {"core": CORE, "helpers": HELPERS, "manager": MANAGER, "peripherals": KINDS,
+FOLDERS = {"core": CORE, "guard": GUARD, "helpers": HELPERS, "manager": MANAGER, "peripherals": KINDS,
            "services": KINDS}
 
 # The sources of the top folder that are not of the core.
