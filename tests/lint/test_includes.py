@@ -16,8 +16,8 @@ MAIN, MANAGER, KINDS, HELPERS, GUARD, CORE = 5, 4, 3, 2, 1, 0
 ROOM_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
               HELPERS: "helpers", GUARD: "guard", CORE: "core"}
 
-FOLDERS = {"core": CORE, "guard": GUARD, "helpers": HELPERS, "manager": MANAGER, "peripherals": KINDS,
-           "services": KINDS}
+FOLDERS = {"core": CORE, "guard": GUARD, "helpers": HELPERS, "manager": MANAGER,
+           "peripherals": KINDS, "services": KINDS}
 
 # The sources of the top folder that are not of the core.
 ROOMS = {"main": MAIN, "zolv-base-manager": MANAGER, "zolv-lnv-client": MANAGER,
