@@ -4,15 +4,22 @@
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <libuboot.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using zolv::fit_text;
 
 namespace {
 
 constexpr char config_path[] = "/etc/fw_env.config";
+
+/* Built into the library. */
+constexpr char lock_path[] = "/var/lock/fw_printenv.lock";
 
 gboolean G_GNUC_PRINTF(2, 3) fail(GError **error, const char *format, ...)
 {
@@ -23,6 +30,30 @@ gboolean G_GNUC_PRINTF(2, 3) fail(GError **error, const char *format, ...)
         *error = g_error_new_valist(ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, format, arguments);
     va_end(arguments);
     return FALSE;
+}
+
+bool
+is_own_file(int fd)
+{
+    struct stat info;
+
+    return fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() &&
+           info.st_nlink == 1;
+}
+
+/* The library empties whatever the lock's name leads to, and waits for whoever holds it or, with a
+ * FIFO, reads it; and every user may create files there. Once it is root's own file, nobody else
+ * can put another in its place, so a lock that is not there is made here. */
+bool
+check_lock()
+{
+    const zolv::UniqueFd lock(
+        open(lock_path, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+
+    if (lock ? is_own_file(lock.get()) : errno == ENOENT || errno == EROFS)
+        return true;
+    _tvl_log(TVL_LOG_ERROR, "[UBOOTENV] Lock '%s' is not a regular file of root's own", lock_path);
+    return false;
 }
 
 /* The environment between opening and closing. */
@@ -47,6 +78,8 @@ class Environment {
         }
         if (libuboot_read_config(context_, config_path) < 0)
             return fail(error, "libubootenv read config file '%s' error", config_path);
+        if (!check_lock())
+            return fail(error, "libubootenv open failed");
         /* Even a failed opening keeps the lock, for which the next one would wait for ever. */
         opened_ = true;
         return libuboot_open(context_) >= 0 || fail(error, "libubootenv open failed");

@@ -10,7 +10,8 @@ G_BEGIN_DECLS
 /*
  * The boot loader's environment, where "/etc/fw_env.config" says that it is. Each call opens it,
  * does one thing and closes it again. For the main loop only. All errors are
- * %ZOLV_CORE_ERROR_FAILED; nothing but successes is logged.
+ * %ZOLV_CORE_ERROR_FAILED; beside successes only a lock of the environment is logged that is not
+ * root's own regular file: with such a one it cannot be opened.
  */
 
 /**

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <map>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -134,6 +136,79 @@ TEST_F(UbootEnv, DamagedEnvironmentFails)
     expect_error("libubootenv open failed");
     EXPECT_FALSE(zolv_helper_set_ubootenv_variable("modelname", "UC-2", &error));
     expect_error("libubootenv open failed");
+}
+
+class UbootEnvLock : public UbootEnv {
+  protected:
+    void SetUp() override
+    {
+        UbootEnv::SetUp();
+        fs::remove_all(lock);
+    }
+    void TearDown() override
+    {
+        fs::remove_all(lock);
+        UbootEnv::TearDown();
+    }
+    /* Neither reading nor writing opens the environment. */
+    void expect_refusal(const char *what)
+    {
+        const Lines line{"<error> [UBOOTENV] Lock '/var/lock/fw_printenv.lock' is not a regular "
+                         "file of root's own"};
+
+        EXPECT_FALSE(get("modelname")) << what;
+        EXPECT_EQ(log(), line) << what;
+        expect_error("libubootenv open failed");
+        EXPECT_FALSE(zolv_helper_set_ubootenv_variable("modelname", "UC-2", &error)) << what;
+        EXPECT_EQ(log(), line) << what;
+        expect_error("libubootenv open failed");
+        fs::remove_all(lock);
+    }
+
+    const std::string lock = "/run/lock/fw_printenv.lock";
+    const std::string victim = "/run/lock/victim";
+};
+
+TEST_F(UbootEnvLock, IsMadeForRootAlone)
+{
+    EXPECT_TRUE(get("modelname"));
+    EXPECT_EQ(mode_of(lock), 0600U);
+    EXPECT_TRUE(get("modelname"));
+}
+
+TEST_F(UbootEnvLock, MayBeAnyFileOfRoots)
+{
+    put_file(lock, "4711\n");
+    EXPECT_TRUE(get("modelname"));
+}
+
+TEST_F(UbootEnvLock, IsNotALinkOrAnotherNameOfAFile)
+{
+    put_file(victim, "content");
+    fs::create_symlink(victim, lock);
+    expect_refusal("link");
+    fs::create_symlink("/run/lock/nowhere", lock);
+    expect_refusal("link to nowhere");
+    EXPECT_FALSE(exists("/run/lock/nowhere"));
+    fs::create_hard_link(victim, lock);
+    expect_refusal("second name");
+    EXPECT_EQ(file_content(victim), "content");
+}
+
+TEST_F(UbootEnvLock, IsNotAFifoThatTheStartWouldWaitFor)
+{
+    ASSERT_EQ(mkfifo(lock.c_str(), 0666), 0);
+    expect_refusal("fifo");
+    fs::create_directory(lock);
+    expect_refusal("folder");
+}
+
+TEST_F(UbootEnvLock, IsNotAFileOfAnotherUser)
+{
+    put_file(lock, "");
+    /* In a world of one user there is no other. */
+    if (chown(lock.c_str(), 65534, 65534) == 0)
+        expect_refusal("another user's file");
 }
 
 TEST_F(UbootEnv, VariableIsStored)
