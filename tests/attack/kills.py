@@ -11,6 +11,7 @@ import re
 import time
 
 import attack
+import wire
 from attack import NAME, ROOT, require
 from perimond import wait_until
 
@@ -65,6 +66,10 @@ class Board:
         self.client.close()
 
     def restart(self):
+        """As soon as the bus knows that the last one is gone."""
+        with self.target.client() as client:
+            wait_until(lambda: client.call(wire.BUS_PATH, wire.BUS, "GetNameOwner", "s", [NAME],
+                                           name=wire.BUS).error, "the name is free", 20)
         self.target.start()
         self.connect()
 

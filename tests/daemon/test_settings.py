@@ -2,7 +2,6 @@
 
 import os
 import random
-import re
 
 from gi.repository import GLib
 
@@ -57,10 +56,45 @@ class KillTest(SettingsTest):
             self.assertGreaterEqual(last, seen)
         self.start_daemon(PROBE_INIT="setting DIO/IN1 Event")
         self.assertIn(f"<info>  [Probe] setting is {last}", self.log_lines())
-        # The start has swept what the kills left behind, but for names that a person could give.
-        swept = re.compile(r"\.(?=.{6}$)[A-Z]*[0-9]+[A-Z][A-Z0-9]*$")
-        self.assertEqual([name for name in os.listdir(self.world.settings)
-                          if swept.search(name)], [])
+        self.assertEqual(os.listdir(self.world.settings), [NAME])
+
+
+class UnchangedTest(perimond.DaemonTest):
+    """What is there already is not written again: flash wears out."""
+
+    def prepare(self):
+        self.scripts = os.path.join(self.world.settings, "button-scripts")
+        self.folders = [self.world.settings, self.scripts,
+                        os.path.join(self.world.settings, "dio-scripts")]
+        for folder in self.folders[1:]:
+            os.makedirs(folder, exist_ok=True)
+        with open(os.path.join(self.scripts, "default.script"), "w", encoding="ascii") as file:
+            file.write("#!/bin/true\n")
+
+    def changes(self):
+        """What tells that something was written: in a folder, each name that comes or goes."""
+        info = [os.stat(path) for path in (*self.folders, os.path.join(self.world.settings, NAME))]
+        return [(item.st_ino, item.st_mtime_ns, item.st_ctime_ns) for item in info]
+
+    def test_a_start_writes_nothing_that_is_there(self):
+        self.stop_daemon()
+        before = self.changes()
+        self.start_daemon()
+        self.stop_daemon()
+        self.assertEqual(self.changes(), before)
+
+    def test_a_call_writes_nothing_that_is_there(self):
+        calls = [lambda: self.bus_object("DIO/DI1").SetEvent(2),
+                 lambda: self.bus_object("Button/RESET").SetAction("default"),
+                 lambda: self.bus_object("Console/CONSOLE1").SetIOState(1)]
+        for call in calls:
+            call()
+        before = self.changes()
+        for call in calls:
+            call()
+        self.assertEqual(self.changes(), before)
+        self.bus_object("DIO/DI1").SetEvent(3)
+        self.assertNotEqual(self.changes(), before)
 
 
 class DamageTest(SettingsTest):

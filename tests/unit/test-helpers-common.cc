@@ -4,6 +4,7 @@
 #include "tvl-log.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <gio/gio.h>
 #include <sys/mount.h>
@@ -421,6 +422,42 @@ TEST_F(Scripts, LongerLineCountsAsSeveral)
               (Lines{"<info>  [Common] Execute file '/sys/test/file'", "<debug> [Common] 'abc'",
                      "<debug> [Common] 'def'", "<debug> [Common] 'gh'", "<debug> [Common] 'i'",
                      "<debug> [Common] 'abc'", "<debug> [Common] 'def'", "<debug> [Common] 'gh'"}));
+}
+
+TEST_F(Scripts, TwoBytesHoldOneCharacterAtATime)
+{
+    EXPECT_TRUE(run("printf 'ab\\n\\nc'", 2));
+    EXPECT_STREQ(buffer, "c");
+    EXPECT_EQ(log(),
+              (Lines{"<info>  [Common] Execute file '/sys/test/file'", "<debug> [Common] 'a'",
+                     "<debug> [Common] 'b'", "<debug> [Common] ''", "<debug> [Common] 'c'"}));
+}
+
+/* Those that a program which is started now would inherit. */
+std::vector<int>
+inherited_descriptors()
+{
+    std::vector<int> found;
+
+    for (int fd = 0; fd < 1024; fd++)
+        if (const int flags = fcntl(fd, F_GETFD); flags >= 0 && (flags & FD_CLOEXEC) == 0)
+            found.push_back(fd);
+    return found;
+}
+
+TEST_F(Scripts, LeaveNothingForOtherProgramsToInherit)
+{
+    const std::vector<int> before = inherited_descriptors();
+
+    std::thread script([this] {
+        run("touch /sys/test/runs; for i in {1..1000}; do [ -e /sys/test/go ] && exit; sleep 0.01; "
+            "done");
+    });
+    while (!exists("/sys/test/runs"))
+        usleep(1000);
+    EXPECT_EQ(inherited_descriptors(), before);
+    put_file("/sys/test/go", "");
+    script.join();
 }
 
 TEST_F(Scripts, LineEndsAtAZeroByteAndTheNextOneCounts)

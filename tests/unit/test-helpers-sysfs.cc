@@ -1,3 +1,4 @@
+#include "core/zolv-raii.h"
 #include "helpers/zolv-helpers-modprobe.h"
 #include "helpers/zolv-helpers-sysfs-gpio.h"
 #include "helpers/zolv-helpers-sysfs-i2c.h"
@@ -7,6 +8,7 @@
 #include "tvl-log.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -609,6 +611,24 @@ TEST_F(Modprobe, IsRunThroughTheShell)
     zolv_helper_modprobe("uinput  debug=1");
     EXPECT_EQ(file_content("/sys/test/arguments"), "uinput debug=1\n");
     EXPECT_EQ(log(), Lines{"<debug> Load kernel module 'uinput  debug=1'"});
+}
+
+/* A shell would give SIGCHLD its default disposition whatever it inherits. */
+TEST_F(Modprobe, InheritsTheDefaultDispositionOfChildrenAndNoDescriptor)
+{
+    const zolv::UniqueFd ours(fcntl(0, F_DUPFD_CLOEXEC, 200));
+
+    put_file("/usr/sbin/modprobe", "#!/usr/bin/python3\n"
+                                   "import os, signal\n"
+                                   "ours = 'inherited' if '" +
+                                       std::to_string(ours.get()) +
+                                       "' in os.listdir('/proc/self/fd') else 'closed'\n"
+                                       "open('/sys/test/arguments', 'w').write(\n"
+                                       "    signal.getsignal(signal.SIGCHLD).name + ' ' + ours)\n");
+    std::signal(SIGCHLD, SIG_IGN);
+    zolv_helper_modprobe("uinput");
+    std::signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(file_content("/sys/test/arguments"), "SIG_DFL closed");
 }
 
 TEST_F(Modprobe, LeavesTheDispositionOfChildrenAsItWas)
