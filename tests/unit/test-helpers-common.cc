@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <gio/gio.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -445,19 +446,27 @@ inherited_descriptors()
     return found;
 }
 
+/* What holds while a script runs. */
+template <typename Check>
+void
+while_running(const std::function<void(const char *)> &run, Check check)
+{
+    std::thread script(run, "touch /sys/test/runs; for i in {1..1000}; do [ -e /sys/test/go ] && "
+                            "exit; sleep 0.01; done");
+
+    while (!exists("/sys/test/runs"))
+        usleep(1000);
+    check();
+    put_file("/sys/test/go", "");
+    script.join();
+}
+
 TEST_F(Scripts, LeaveNothingForOtherProgramsToInherit)
 {
     const std::vector<int> before = inherited_descriptors();
 
-    std::thread script([this] {
-        run("touch /sys/test/runs; for i in {1..1000}; do [ -e /sys/test/go ] && exit; sleep 0.01; "
-            "done");
-    });
-    while (!exists("/sys/test/runs"))
-        usleep(1000);
-    EXPECT_EQ(inherited_descriptors(), before);
-    put_file("/sys/test/go", "");
-    script.join();
+    while_running([this](const char *script) { run(script); },
+                  [&] { EXPECT_EQ(inherited_descriptors(), before); });
 }
 
 TEST_F(Scripts, LineEndsAtAZeroByteAndTheNextOneCounts)
@@ -554,6 +563,13 @@ TEST_F(IgnoredChildren, AreNotIgnoredByAScriptsPrograms)
     EXPECT_TRUE(run("grep SigIgn /proc/self/status"));
     const unsigned long long mask = std::stoull(std::string(buffer).substr(7), nullptr, 16);
     EXPECT_EQ(mask >> (SIGCHLD - 1) & 1U, 0U) << buffer;
+}
+
+/* Shells give it back to their programs anyhow; others would inherit what we have. */
+TEST_F(IgnoredChildren, AreNotIgnoredWhileAScriptRuns)
+{
+    while_running([this](const char *script) { run(script); }, [] { EXPECT_FALSE(ignored()); });
+    EXPECT_TRUE(ignored());
 }
 
 TEST_F(IgnoredChildren, AreIgnoredAgainWhenTheLastScriptEnds)
