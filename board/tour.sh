@@ -211,3 +211,65 @@ tour_console() {
         $bus_name.Obj.Console IOState
     call "Console/$1" SetIOState u 2
 }
+
+# lines LINE...: their levels in a row.
+lines() {
+    local levels='' line
+    for line; do levels+=$(tour_verb read "$line"); done
+    echo "$levels"
+}
+
+# tour_serial_lines NAME LINE...: four lines switch the transceiver of a port.
+tour_serial_lines() {
+    local name=$1
+    shift
+    say "A serial port whose transceiver hangs on four lines: RS-232, RS-485, RS-422."
+    call "SerialPort/$name" SetInterface u 1
+    expect "lines $*" 0001 lines "$@"
+    call "SerialPort/$name" SetInterface u 2
+    expect "lines $*" 0010 lines "$@"
+    call "SerialPort/$name" GetInterface
+    call "SerialPort/$name" SetInterface u 0
+    expect "lines $*" 1100 lines "$@"
+}
+
+# tour_serial_driver NAME NODE: the driver switches, with a terminator and resistors of its own.
+tour_serial_driver() {
+    say "A serial port whose driver switches it, with a bus terminator."
+    call "SerialPort/$1" SetInterface u 1
+    call "SerialPort/$1" SetTerminator u 2
+    expect "what the driver of $2 keeps" port=0x21 tour_verb serial "$2"
+    call "SerialPort/$1" SetTerminator u 1
+    call "SerialPort/$1" SetInterface u 0
+    expect "what the driver of $2 keeps" port=0x0 tour_verb serial "$2"
+}
+
+# tour_serial_kernel NAME LINE... -- NODE: three lines, and the kernel drives the direction.
+tour_serial_kernel() {
+    local name=$1 on=()
+    shift
+    while [ "$1" != -- ]; do on+=("$1"); shift; done
+    say "A serial port on three lines, for which the kernel drives the direction of RS-485."
+    call "SerialPort/$name" SetInterface u 1
+    expect "lines ${on[*]}" 001 lines "${on[@]}"
+    expect "what the driver of $2 keeps" rs485=0x13 tour_verb serial "$2"
+    call "SerialPort/$name" SetInterface u 0
+    expect "lines ${on[*]}" 100 lines "${on[@]}"
+}
+
+# tour_adapter: a USB serial adapter comes, is switched, and goes.
+tour_adapter() {
+    local port=SerialPort/USB1_SERIVO4711_PORT0 node=ttyUSB0
+    say "A USB serial adapter is plugged in: its port is an object, until it is pulled."
+    show "board: plug tty $node ... ID_MODEL=Serivo_4711 (at USB1, port0)"
+    tour_verb add-serial $node knows=port >/dev/null
+    tour_verb plug tty $node node=$node parent=platform/usb/usb1/1-1/1-1:1.0 \
+        link=/dev/serial/by-path/platform-usb-0:1:1.0-port0 \
+        ID_VENDOR_ID=ffff ID_MODEL_ID=0201 ID_MODEL=Serivo_4711 >/dev/null
+    await "Exported at '$root_path/$port'"
+    call $port SetInterface u 3
+    expect "what the driver of $node keeps" port=0x3 tour_verb serial $node
+    show "board: unplug tty $node"
+    tour_verb unplug tty $node >/dev/null
+    await "\[$port\] Unexported"
+}

@@ -2,6 +2,7 @@
  * Model plugin of the simulated board, and the example of how one is written: tables of what the
  * board carries, and the three entry points that the daemon calls.
  */
+#include <string.h>
 #include <tarvelperimond.h>
 
 /* LEDs that a kernel driver shows below /sys/class/leds. */
@@ -51,6 +52,90 @@ static const struct {
 } consoles[] = {
     {"CONSOLE1", "/dev/ttyS0", "console_enable"},
     {"CONSOLE2", "/dev/ttyS1", NULL},
+};
+
+/* Serial ports, one for each way of switching a transceiver. */
+typedef struct {
+    const char *name;
+    GType (*type)(void);
+    const char *original_device; /* the kernel's node */
+    const char *device;          /* the node for programs, a link to it */
+    const char *bootenv;         /* NULL: always on */
+    guint interfaces[4];         /* the first is the fallback */
+    guint n_interfaces;
+    void (*define)(ZolvSerialPort *port); /* what its class needs beside the device; may be NULL */
+} SerialPort;
+
+static void
+define_type2(ZolvSerialPort *port)
+{
+    zolv_serialport_type2_define_gpio_pins(ZOLV_SERIALPORT_TYPE2(port), 32, 33, 34, 35);
+}
+
+static void
+define_type3(ZolvSerialPort *port)
+{
+    zolv_serialport_type3_define_gpio_pins(ZOLV_SERIALPORT_TYPE3(port), 36, 37, 38, 39);
+}
+
+/* The register before the lines. */
+static void
+define_type4(ZolvSerialPort *port)
+{
+    ZolvSerialPortType4 *type4 = ZOLV_SERIALPORT_TYPE4(port);
+
+    zolv_serialport_type4_define_rs485_en_reg_path(type4, "/sys/devices/platform/fpga/rs485_en");
+    zolv_serialport_type4_define_gpio_pins(type4, 40, 41, 42);
+}
+
+static void
+define_type5(ZolvSerialPort *port)
+{
+    zolv_serialport_type5_define_gpio_pins(ZOLV_SERIALPORT_TYPE5(port), 43, 44, 45);
+}
+
+/* Before the device: the hardware gets the switches with the first mode. */
+static void
+define_type9(ZolvSerialPort *port)
+{
+    zolv_serialport_type9_define_pull_up_down(ZOLV_SERIALPORT_TYPE9(port));
+    zolv_serialport_type9_define_terminator(ZOLV_SERIALPORT_TYPE9(port));
+}
+
+static void
+define_type10(ZolvSerialPort *port)
+{
+    zolv_serialport_type10_define_gpio_pins(ZOLV_SERIALPORT_TYPE10(port), 46);
+}
+
+/* clang-format off */
+static const SerialPort serial_ports[] = {
+    {"P1", zolv_serialport_type1_get_type, "/dev/ttyS2", "/dev/ttyM0", "p1_enable", {0, 1, 2, 3}, 4, NULL},
+    {"P2", zolv_serialport_type2_get_type, "/dev/ttyS3", "/dev/ttyM1", NULL, {0, 1, 2}, 3, define_type2},
+    {"P3", zolv_serialport_type3_get_type, "/dev/ttyS4", "/dev/ttyM2", NULL, {0, 1, 2}, 3, define_type3},
+    {"P4", zolv_serialport_type4_get_type, "/dev/ttyS5", "/dev/ttyM3", NULL, {0, 1, 2}, 3, define_type4},
+    {"P5", zolv_serialport_type5_get_type, "/dev/ttyS6", "/dev/ttyM4", NULL, {0, 1, 2}, 3, define_type5},
+    {"P6", zolv_serialport_type8_get_type, "/dev/ttyV0", "/dev/ttyV0", NULL, {0, 1, 2}, 3, NULL},
+    {"P7", zolv_serialport_type8_get_type, "/dev/ttyV1", "/dev/ttyV1", NULL, {0, 1, 2}, 3, NULL},
+    {"P8", zolv_serialport_type9_get_type, "/dev/ttyS7", "/dev/ttyM5", NULL, {0, 1, 2, 3}, 4, define_type9},
+    {"P9", zolv_serialport_type10_get_type, "/dev/ttyS8", "/dev/ttyM6", NULL, {0, 1}, 2, define_type10},
+};
+/* clang-format on */
+
+/* What the ports can do alike; numbers as the documentation of the model says. */
+static const guint baudrates[] = {1200, 9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
+static const guint data_bits[] = {5, 6, 7, 8};
+static const guint stop_bits[] = {1, 2};
+static const guint parities[] = {0, 1, 2};      /* none, odd, even */
+static const guint flow_controls[] = {0, 1, 2}; /* none, by lines, by characters */
+
+/* Where USB serial adapters can be attached: the path of the socket below /sys, and its name. */
+static const struct {
+    const char *path;
+    const char *name;
+} usb_sockets[] = {
+    {"/sys/devices/platform/usb/usb1/1-1", "USB1"},
+    {"/sys/devices/platform/usb/usb1/1-2", "USB2"},
 };
 
 /* Digital inputs and outputs on one line each. */
@@ -162,6 +247,38 @@ create_consoles(ZolvBaseManager *manager)
 }
 
 static void
+create_serial_port(ZolvBaseManager *manager, const SerialPort *row)
+{
+    ZolvSerialPort *port =
+        ZOLV_SERIALPORT(zolv_base_manager_create_new_object(manager, row->type(), row->name));
+
+    if (row->bootenv != NULL)
+        zolv_serialport_bind_bootenv(port, row->bootenv);
+    zolv_serialport_init_iostate(port,
+                                 row->bootenv != NULL ? zolv_serialport_enable_by_bootenv
+                                                      : zolv_serialport_enable_directly,
+                                 NULL);
+    zolv_serialport_define_supported_interfaces(port, row->n_interfaces, row->interfaces);
+    zolv_serialport_define_supported_baudrates(port, G_N_ELEMENTS(baudrates), baudrates);
+    zolv_serialport_define_supported_data_bits(port, G_N_ELEMENTS(data_bits), data_bits);
+    zolv_serialport_define_supported_stop_bits(port, G_N_ELEMENTS(stop_bits), stop_bits);
+    zolv_serialport_define_supported_parities(port, G_N_ELEMENTS(parities), parities);
+    zolv_serialport_define_supported_flow_controls(port, G_N_ELEMENTS(flow_controls),
+                                                   flow_controls);
+    if (row->define != NULL)
+        row->define(port);
+    /* The device last: it sets the stored mode and exports the object. */
+    zolv_serialport_define_device(port, row->original_device, row->device);
+}
+
+static void
+create_serial_ports(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(serial_ports); i++)
+        create_serial_port(manager, &serial_ports[i]);
+}
+
+static void
 create_dios(ZolvBaseManager *manager)
 {
     for (gsize i = 0; i < G_N_ELEMENTS(single_dios); i++) {
@@ -198,6 +315,36 @@ handle_speaker_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice 
     }
 }
 
+/* The name of the socket that a device hangs on; a path ends where a folder does. */
+static const char *
+usb_socket_of(GUdevDevice *device)
+{
+    const char *path = g_udev_device_get_sysfs_path(device);
+
+    for (gsize i = 0; i < G_N_ELEMENTS(usb_sockets); i++)
+        if (g_str_has_prefix(path, usb_sockets[i].path) &&
+            strchr("/", path[strlen(usb_sockets[i].path)]) != NULL)
+            return usb_sockets[i].name;
+    return NULL;
+}
+
+/* A port of the maker's adapters is a tty with their vendor's identifier and a link. */
+static void
+handle_adapter_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    const char *socket = usb_socket_of(device);
+
+    if (socket == NULL || g_strcmp0(g_udev_device_get_subsystem(device), "tty") != 0 ||
+        g_strcmp0(g_udev_device_get_property(device, "ID_VENDOR_ID"), "ffff") != 0 ||
+        g_udev_device_get_property(device, "ID_MODEL") == NULL ||
+        g_udev_device_get_device_file_symlinks(device)[0] == NULL)
+        return;
+    if (g_strcmp0(action, "add") == 0)
+        zolv_serialport_serivo_create_serivo(manager, device, socket);
+    else if (g_strcmp0(action, "remove") == 0)
+        zolv_serialport_serivo_remove_serivo(manager, device, socket);
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
@@ -205,6 +352,7 @@ platform_init(ZolvBaseManager *manager)
     create_buttons(manager);
     create_buzzers(manager);
     create_consoles(manager);
+    create_serial_ports(manager);
     create_dios(manager);
 }
 
@@ -220,4 +368,5 @@ uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *devic
     _tvl_log(TVL_LOG_INFO, "[Board] %s %s '%s'", action, g_udev_device_get_subsystem(device),
              g_udev_device_get_name(device));
     handle_speaker_event(manager, action, device);
+    handle_adapter_event(manager, action, device);
 }

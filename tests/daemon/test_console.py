@@ -82,7 +82,7 @@ class EnabledConsoleTest(ConsoleTest):
                                         f"io_state={shown}")
 
     def test_a_variable_that_holds_the_value_already_is_not_written(self):
-        with self.log("UBOOTENV") as lines:
+        with self.log('ubootenv "console_enable"') as lines:
             self.console.SetIOState(2)
             self.stop_daemon()
         self.assertEqual(lines, ['<debug> [UBOOTENV] Read ubootenv "console_enable": "1"'] * 2)

@@ -317,7 +317,9 @@ class RoundsTest(AdapterTest):
             self.round(count)
         after = self.footprint()
         print(f"# {ROUNDS} rounds: {resident} kB, then {after[2]} kB", flush=True)
-        self.assertEqual(after[:2], (threads, descriptors))
+        # GLib ends threads of its pool that have nothing to do.
+        self.assertLessEqual(after[0], threads)
+        self.assertEqual(after[1], descriptors)
         self.assertLess(after[2], resident + 1024)
         self.assertEqual(len(self.log_of("Object destroyed")), 0)
 
