@@ -21,8 +21,8 @@ class BoardError(Exception):
 
 def missing(error):
     """The failure that a program is not there, told by what brings it."""
-    return BoardError(f"{error.filename} is missing; tools/install-packages tools/packages-board "
-                      "installs what the board needs")
+    return BoardError(f"{error.filename} is missing; tools/install-packages tools/packages-build "
+                      "tools/packages-board installs what the board needs")
 
 
 def say(text):

@@ -11,11 +11,12 @@ from .packages import Packages, lists, unpack
 
 CROSS_FILE = """\
 [binaries]
-c = 'aarch64-linux-gnu-gcc'
-cpp = 'aarch64-linux-gnu-g++'
+c = {cache}'aarch64-linux-gnu-gcc']
+cpp = {cache}'aarch64-linux-gnu-g++']
 ar = 'aarch64-linux-gnu-ar'
 strip = 'aarch64-linux-gnu-strip'
 pkgconfig = 'pkg-config'
+exe_wrapper = ['qemu-aarch64', '-L', '{sysroot}']
 
 [properties]
 sys_root = '{sysroot}'
@@ -47,19 +48,39 @@ class Product:
         self.build_folder = self.top / "build"
         self.installed = self.top / "installed"
 
+    @property
+    def emulator(self):
+        """The command that runs a program of the board on this machine."""
+        return f"qemu-aarch64 -L {self.sysroot}"
+
     def build(self, tests=False):
         """Builds and installs the daemon; @tests: builds its tests as well."""
+        self._configure()
+        self._compile([] if tests else self._installed_targets())
+        self._install()
+
+    def compile(self):
+        """Builds the daemon and its tests."""
+        self._configure()
+        self._compile([])
+
+    def _configure(self):
         self.top.mkdir(parents=True, exist_ok=True)
         self._sysroot()
-        if not (self.build_folder / "build.ninja").exists():
-            say("board: configuring the daemon for arm64")
-            self.cross_file.write_text(CROSS_FILE.format(sysroot=self.sysroot))
-            run(["meson", "setup", self.build_folder, SOURCE, "--cross-file", self.cross_file,
-                 "--prefix=/usr", "--sysconfdir=/etc", "--localstatedir=/var",
-                 "--libdir=lib/aarch64-linux-gnu"])
+        cache = "['ccache', " if shutil.which("ccache") else "["
+        text = CROSS_FILE.format(sysroot=self.sysroot, cache=cache)
+        if (self.build_folder / "build.ninja").exists() and self.cross_file.read_text() == text:
+            return
+        say("board: configuring the daemon for arm64")
+        shutil.rmtree(self.build_folder, ignore_errors=True)
+        self.cross_file.write_text(text)
+        run(["meson", "setup", self.build_folder, SOURCE, "--cross-file", self.cross_file,
+             "--prefix=/usr", "--sysconfdir=/etc", "--localstatedir=/var",
+             "--libdir=lib/aarch64-linux-gnu"])
+
+    def _compile(self, targets):
         say("board: building the daemon for arm64")
-        run(["ninja", "-C", self.build_folder, *([] if tests else self._installed_targets())])
-        self._install()
+        run([SOURCE / "tools/build", self.build_folder, *targets])
 
     def _installed_targets(self):
         targets = json.loads(run(["meson", "introspect", "--targets", self.build_folder]))
