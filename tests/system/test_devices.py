@@ -5,6 +5,7 @@ import re
 import unittest
 
 from boardtest import BoardTest
+from perimond.world import wait_until
 
 EVENT = re.compile(r"<info>  \[Board\] (\S+) (\S+) '(.*)'")
 
@@ -61,6 +62,8 @@ class HotPlugTest(DevicesTest):
         self.board.call("udevadm settle")
         self.do("plug", "usb", "last")
         self.wait_events(mark, lambda seen: seen[-1][0] == "bind", "the last one")
+        wait_until(lambda: " bind " in self.board.call("grep ^UDEV /tmp/announced | tail -n 1"),
+                   "the monitor has heard of the last one, too", 30)
         self.board.call("udevadm settle; sleep 0.5; pkill udevadm")
         # UDEV  [52.322623] add      /devices/.../usb1/1-2 (usb)
         announced = self.after_lo(
@@ -118,8 +121,8 @@ class BurstTest(DevicesTest):
         self.board.call(
             f"n=0; while [ $n -lt {self.COUNT} ]; do for d in /sys/class/tty/tty[1-9]; do "
             "echo change > $d/uevent; echo offline > $d/uevent; n=$((n+2)); done; done",
-            timeout=120)
-        self.board.call(f"udevadm settle --timeout=120; kill -CONT {daemon}", timeout=130)
+            timeout=900)
+        self.board.call(f"udevadm settle --timeout=900; kill -CONT {daemon}", timeout=900)
 
         def of_ttys(seen):
             return [event for event in seen if event[1] == "tty"]

@@ -1,5 +1,6 @@
 """LEDs: what the bus says is what a meter on the line shows."""
 
+import itertools
 import time
 import unittest
 
@@ -65,28 +66,35 @@ class GpioLedTest(BoardTest):
         led.SetState(2)
         self.addCleanup(led.SetState, 0)
         self.assertEqual(led.GetState(), 2)
-        seen = self.changes(ALARM, 16)
-        first = max(range(4), key=lambda place: seen[place][1]) + 1  # after the longest hold
-        for place, (level, _, most) in enumerate(seen[first:]):
-            wanted_level, wanted = HEARTBEAT[place % 4]
-            self.assertEqual(level, wanted_level)
-            # The emulated processor may be late, but the LED is never early.
-            self.assertGreater(most, wanted - 0.01, f"hold {place % 4 + 1}")
-        for hold, (_, wanted) in enumerate(HEARTBEAT):
-            least = min(least for _, least, _ in seen[first + hold::4])
-            self.assertLess(least, wanted + 0.06, f"hold {hold + 1}")
+        # The emulated processor may be late, also for a while, but the LED is never early.
+        late = set(range(4))
+        for _ in range(12):
+            late &= self.late_holds(self.changes(ALARM, 12))
+            if not late:
+                return
+        self.fail(f"these holds are always longer than they should be: {late}")
+
+    def late_holds(self, seen):
+        """Which of the four holds, numbered from nought, were longer than they should be each time."""
+        for first in range(4):  # one of them is the first hold
+            if all(level == wanted_level and most > wanted - 0.01 for (level, _, most),
+                   (wanted_level, wanted) in zip(seen[first:], itertools.cycle(HEARTBEAT))):
+                return {hold for hold, (_, wanted) in enumerate(HEARTBEAT)
+                        if min(least for _, least, _ in seen[first + hold::4]) >= wanted + 0.06}
+        self.fail(f"not the holds of a heartbeat, or too short ones: {seen}")
 
     def test_leaving_the_heartbeat_does_not_wait_for_the_end_of_a_hold(self):
         led = self.bus_object("LED/ALARM")
-        longest = 0
+        shortest = 20
+        # A busy host may make any of the calls a long one.
         for _ in range(4):
             led.SetState(2)
             self.changes(ALARM, 3)  # now comes the longest hold, of 0.875 s
             began = time.monotonic()
             led.SetState(0)
-            longest = max(longest, time.monotonic() - began)
+            shortest = min(shortest, time.monotonic() - began)
             self.assertEqual(self.board.read(ALARM), 0)
-        self.assertLess(longest, 0.6)
+        self.assertLess(shortest, 0.6)
 
     def test_a_line_that_starts_as_input_becomes_an_output_with_the_level_it_showed(self):
         for level in 1, 0:

@@ -85,7 +85,7 @@ class DaemonTests(BoardTest):
     def run_file(cls, path):
         settings = " ".join(f"{name}={value}" for name, value in ENVIRONMENT.items())
         began = time.monotonic()
-        result = cls.board.run(f"env -i {settings} python3 /mnt/tests/{path.name}", timeout=900)
+        result = cls.board.run(f"env -i {settings} python3 /mnt/tests/{path.name}", timeout=3600)
         return result, time.monotonic() - began
 
 

@@ -28,7 +28,7 @@ def add(executable):
             small.seek(0)
             self.board.put(f"/run/{executable.name}", small.read(), 0o755)
         result = self.board.run(f"cd /tmp && /run/{executable.name} --gtest_brief=1; s=$?; "
-                                f"rm /run/{executable.name}; exit $s", timeout=180)
+                                f"rm /run/{executable.name}; exit $s", timeout=900)
         self.assertEqual(result.status, 0, result.out + result.err)
         self.assertRegex(result.out, r"\[  PASSED  \] [1-9][0-9]* tests?")
 

@@ -7,12 +7,14 @@ import time
 
 from .common import BoardError
 
+PATIENCE = 120  # seconds; QEMU shares the host with what else it does
 
-def connect(folder, name, timeout=10):
+
+def connect(folder, name, timeout=PATIENCE):
     """Connects to a socket in @folder, however long the folder's path is."""
     handle = os.open(folder, os.O_PATH)
     # A socket has its name a moment before it listens.
-    deadline = time.monotonic() + 1
+    deadline = time.monotonic() + 10
     try:
         while True:
             connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
@@ -59,7 +61,7 @@ class Monitor:
         self.reader.line()
         self.ask("qmp_capabilities")
 
-    def ask(self, command, timeout=30, **arguments):
+    def ask(self, command, timeout=PATIENCE, **arguments):
         arguments = {name.replace("_", "-"): value for name, value in arguments.items()}
         request = {"execute": command, "arguments": arguments}
         self.connection.settimeout(timeout)
@@ -73,7 +75,7 @@ class Monitor:
             else:
                 return answer["return"]
 
-    def wait_event(self, name, timeout=30, **data):
+    def wait_event(self, name, timeout=PATIENCE, **data):
         """Waits for an event with the given data; takes it and all before it."""
         deadline = time.monotonic() + timeout
         while True:

@@ -20,8 +20,10 @@ from .lines import Lines, Monitor, connect
 # Without pointer authentication, which is emulated at each entry and end of the kernel's functions.
 MACHINE = ["-M", "virt", "-cpu", "max,pauth=off", "-smp", "2", "-m", "512"]
 # norandmaps: a library at the same address in every process is translated once, not once for each.
+# A host that does much else may hold the board up for minutes.
 KERNEL_COMMAND_LINE = ("console=ttyAMA0 quiet audit=0 panic=-1 cryptomgr.notests net.ifnames=0 "
-                       "norandmaps")
+                       "norandmaps systemd.default_timeout_start_sec=900 "
+                       "systemd.default_device_timeout_sec=900")
 
 # The lines of the buttons, low while pressed
 BUTTONS = {"reset": 8, "user": 9}
@@ -98,14 +100,14 @@ class Board:
             self.call("systemctl poweroff --no-block")
         except BoardError:
             pass  # it may be gone before it has answered
-        self._wait_end(pid, 60)
+        self._wait_end(pid, 300)
 
     def cut(self):
         """Cuts the power: nothing in the board gets to know."""
         pid = self.pid()
         if pid:
             os.kill(pid, signal.SIGKILL)
-            self._wait_end(pid, 10)
+            self._wait_end(pid, 60)
 
     end = cut
 
@@ -131,7 +133,7 @@ class Board:
                 raise BoardError(f"the board (process {pid}) does not end")
             time.sleep(0.02)
         for child in self._children:
-            child.wait(10)
+            child.wait(60)
         self._children = []
 
     def _launch(self, setup, snapshot):
@@ -215,7 +217,7 @@ class Board:
 
     # Talking to it
 
-    def run(self, command, input=b"", timeout=60):
+    def run(self, command, input=b"", timeout=300):
         """Runs a shell command on the board as root."""
         parts = {"o": bytearray(), "e": bytearray()}
         for kind, part in self._execute(command, input, timeout):
@@ -240,8 +242,8 @@ class Board:
         as they come; without a timeout it may take for ever."""
         command = command.encode()
         deadline = timeout and time.monotonic() + timeout
-        with self._control(timeout or 60) as control:
-            control.settimeout(timeout or 60)
+        with self._control(timeout or 300) as control:
+            control.settimeout(timeout or 300)
             control.sendall(b"run %d %d\n" % (len(command), len(input)) + command + input)
             data = bytearray()
             kind = None
@@ -262,7 +264,7 @@ class Board:
                     del data[:5 + length]
                     yield kind, part
 
-    def call(self, command, input=b"", timeout=60):
+    def call(self, command, input=b"", timeout=300):
         """Runs a command that must succeed; returns what it printed, without the last newline."""
         result = self.run(command, input, timeout)
         if result.status != 0:
@@ -274,14 +276,14 @@ class Board:
         path = shlex.quote(str(path))
         self.call(f"cat > {path} && chmod {mode:o} {path}", content)
 
-    def wait_settled(self, timeout=300):
+    def wait_settled(self, timeout=900):
         """Waits until the board has started all its services; a failed one is an error."""
         state = self.run("systemctl is-system-running --wait", timeout=timeout).out.strip()
         if state != "running":
             raise BoardError(f"the board's state is {state}:\n" +
                              self.run("systemctl --failed --no-legend --plain").out)
 
-    def wait_started(self, timeout=60):
+    def wait_started(self, timeout=300):
         """Waits until the daemon says that it has started."""
         self.call("until journalctl -b -u tarvelperimond -o cat --no-pager | "
                   "grep -q 'Manager. TarvelPerimond Started'; do sleep 0.1; done", timeout=timeout)
