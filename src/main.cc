@@ -1,5 +1,6 @@
 #include "core/zolv-assert.h"
 #include "core/zolv-raii.h"
+#include "core/zolv-terminate.h"
 #include "core/zolv-text.h"
 #include "guard/zolv-guarded-bus.h"
 #include "tvl-log.h"
@@ -87,6 +88,7 @@ termination_cb(gpointer)
 int
 main()
 {
+    zolv::tell_of_terminate();
     if (tvl_log_setup(nullptr) < 0) {
         g_warning("Failed to set up log system");
         return EXIT_FAILURE;

@@ -14,20 +14,30 @@ import unittest
 import perimond
 
 BUILD = os.environ["PERIMOND_TEST_BUILD"]
+SOURCE = os.path.dirname(os.environ["PERIMOND_TEST_DATA"])
 
-# Every installed file but the headers; whoever installs another one says so here.
-FILES = """
-{prefix}/bin/tarvelperimond-board
+PLUGINS = "/usr/lib/aarch64-linux-gnu/tarvelperimond"
+
+# Every installed file but the headers; whoever installs another one says so here. First what lands
+# on a computer that only runs the daemon, then what is for authors of plugins.
+RUNTIME = """
 {prefix}/lib/systemd/system/tarvelperimond.service
 {prefix}/lib/sysusers.d/tarvelperimond.conf
 {prefix}/lib/tmpfiles.d/tarvelperimond.conf
-{prefix}/{libdir}/pkgconfig/tarvelperimond.pc
 {prefix}/sbin/tarvelperimond
 {prefix}/share/dbus-1/interfaces/com.tarvel.Perimond.Obj.xml
 {prefix}/share/dbus-1/interfaces/com.tarvel.Perimond.xml
 {prefix}/share/dbus-1/system.d/com.tarvel.Perimond.conf
 {prefix}/share/doc/tarvelperimond/bus-api.md
 {prefix}/share/doc/tarvelperimond/operator-guide.md
+""".split()
+DEVELOPMENT = """
+{prefix}/bin/tarvelperimond-board
+{prefix}/share/doc/tarvelperimond/board/README.md
+{prefix}/share/doc/tarvelperimond/plugin-guide.md
+{prefix}/share/doc/tarvelperimond/plugins/sim/Makefile
+{prefix}/share/doc/tarvelperimond/plugins/sim/perimond-sim.c
+{prefix}/share/pkgconfig/tarvelperimond.pc
 {prefix}/share/tarvelperimond/boards/perimond-sim.board
 """.split()
 
@@ -46,13 +56,17 @@ class InstallationTest(unittest.TestCase):
         options = json.loads(run("meson", "introspect", "--buildoptions", BUILD))
         cls.options = {option["name"]: option["value"] for option in options}
         cls.include = os.path.join(cls.options["prefix"], "include/tarvelperimond")
-        cls.files = sorted(
-            os.path.join(folder, name).removeprefix(cls.root)
-            for folder, _, names in os.walk(cls.root)
-            for name in names
-        )
+        cls.files = cls.files_below(cls.root)
         cls.headers = [file.removeprefix(cls.include + "/") for file in cls.files
                        if file.startswith(cls.include)]
+
+    @staticmethod
+    def files_below(root):
+        return sorted(os.path.join(folder, name).removeprefix(root)
+                      for folder, _, names in os.walk(root) for name in names)
+
+    def expected(self, *lists):
+        return sorted(file.format(**self.options) for files in lists for file in files)
 
     def text(self, path):
         with open(self.root + path.format(**self.options), encoding="utf-8") as file:
@@ -66,7 +80,52 @@ class InstallationTest(unittest.TestCase):
 
     def test_exactly_the_expected_files_are_installed(self):
         others = [file for file in self.files if not file.startswith(self.include)]
-        self.assertEqual(others, sorted(file.format(**self.options) for file in FILES))
+        self.assertEqual(others, self.expected(RUNTIME, DEVELOPMENT))
+
+    def test_the_daemon_lands_alone_where_nothing_else_is_wanted(self):
+        root = self.enterContext(tempfile.TemporaryDirectory())
+        run("meson", "install", "-C", BUILD, "--no-rebuild", "--quiet", "--tags", "runtime",
+            "--destdir", root)
+        self.assertEqual(self.files_below(root), self.expected(RUNTIME))
+        self.assertTrue(os.path.isdir(root + PLUGINS))
+
+    def test_without_the_tests_nothing_is_needed_but_what_the_daemon_needs(self):
+        build = self.enterContext(tempfile.TemporaryDirectory())
+        run("meson", "setup", "-Dtests=false", build, SOURCE)
+        introspection = json.loads(run("meson", "introspect", "--dependencies", "--targets", build))
+        names = {dependency["name"] for dependency in introspection["dependencies"]}
+        self.assertIn("glib-2.0", names)
+        self.assertEqual(names & {"fuse3", "gtest", "libsystemd"}, set())
+        self.assertEqual({target["name"] for target in introspection["targets"]
+                          if target["type"] == "executable"}, {"tarvelperimond"})
+        self.assertEqual([target["name"] for target in introspection["targets"]
+                          if "plugin" in target["name"]], [])
+
+    def test_the_tests_are_refused_without_what_they_run_on(self):
+        build = self.enterContext(tempfile.TemporaryDirectory())
+        refused = subprocess.run(["meson", "setup", "-Dboard=disabled", build, SOURCE], text=True,
+                                 stdout=subprocess.PIPE, check=False)
+        self.assertNotEqual(refused.returncode, 0)
+        self.assertIn("the tests run the daemon on the board", refused.stdout)
+
+    def test_the_daemon_is_hardened(self):
+        daemon = self.root + "{prefix}/sbin/tarvelperimond".format(**self.options)
+        headers = run("readelf", "-hlW", daemon)
+        self.assertRegex(headers, r"Type: +DYN \(Position-Independent Executable file\)")
+        self.assertRegex(headers, r"(?m)^ +GNU_RELRO ")
+        self.assertRegex(headers, r"(?m)^ +GNU_STACK .* RW +0x")
+        dynamic = run("readelf", "-dW", daemon)
+        self.assertRegex(dynamic, r"\(FLAGS\) +BIND_NOW")
+        self.assertRegex(dynamic, r"\(FLAGS_1\) +Flags: NOW")
+        self.assertNotIn("TEXTREL", dynamic)
+        symbols = run("readelf", "--dyn-syms", "-W", daemon)
+        self.assertIn(" __stack_chk_fail@", symbols)
+        with open(daemon, "rb") as file:
+            self.assertEqual(b"Assertion '%s' failed" in file.read(),
+                             self.options["b_sanitize"] == "none", "checks of the C++ library")
+        # glibc checks nothing for a sanitizer, nor without an optimiser.
+        if self.options["b_sanitize"] == "none" and self.options["optimization"] not in "plain0":
+            self.assertRegex(symbols, r" __v?(read|memcpy|snprintf|f?printf)_chk@")
 
     def test_each_header_stands_alone_in_c(self):
         self.assertIn("zolv-gdbus-object.h", self.headers)
@@ -80,11 +139,16 @@ class InstallationTest(unittest.TestCase):
 
     def test_plugin_authors_learn_where_plugins_go(self):
         self.assertIn("\nplugindir=/usr/lib/aarch64-linux-gnu/tarvelperimond\n",
-                      self.text("{prefix}/{libdir}/pkgconfig/tarvelperimond.pc"))
+                      self.text("{prefix}/share/pkgconfig/tarvelperimond.pc"))
+        self.assertTrue(os.path.isdir(self.root + PLUGINS))
 
     def test_the_unit_starts_the_daemon_and_waits_for_its_name(self):
         unit = self.text("{prefix}/lib/systemd/system/tarvelperimond.service").splitlines()
         for line in ("Type=dbus", "BusName=com.tarvel.Perimond", "Restart=always", "UMask=0022",
+                     "LimitCORE=0", "LockPersonality=yes", "ProtectHostname=yes",
+                     "RestrictNamespaces=yes", "RestrictRealtime=yes", "RestrictSUIDSGID=yes",
+                     "SystemCallArchitectures=native",
+                     "SystemCallFilter=~@clock @cpu-emulation @debug @obsolete @swap",
                      "ExecStart={prefix}/sbin/tarvelperimond".format(**self.options)):
             self.assertIn(line, unit)
 

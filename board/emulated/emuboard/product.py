@@ -113,7 +113,7 @@ class Product:
     def _plugin(self):
         """Builds the board's model plugin as an outside author does: by pkg-config, against the
         development files of the package, which for that are installed in the sysroot."""
-        for name in "include/tarvelperimond", "lib/aarch64-linux-gnu/pkgconfig":
+        for name in "include/tarvelperimond", "share/pkgconfig":
             shutil.copytree(self.installed / "usr" / name, self.sysroot / "usr" / name,
                             dirs_exist_ok=True)
         environment = self._for_plugins()
