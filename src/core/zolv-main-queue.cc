@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <glib.h>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -62,7 +63,12 @@ zolv::MainJobs::post(Job job)
 void
 zolv::MainJobs::cancel()
 {
-    const std::lock_guard lock(mutex);
+    std::deque<Entry> cancelled;
 
-    std::erase_if(queue, [this](const Entry &entry) { return entry.owner == this; });
+    /* The jobs end outside the lock: one may hold the last reference to another owner. */
+    const std::lock_guard lock(mutex);
+    const auto first = std::stable_partition(
+        queue.begin(), queue.end(), [this](const Entry &entry) { return entry.owner != this; });
+    std::move(first, queue.end(), std::back_inserter(cancelled));
+    queue.erase(first, queue.end());
 }

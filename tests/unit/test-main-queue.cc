@@ -124,6 +124,20 @@ TEST(MainQueue, ForgetsTheJobsOfAnOwnerThatIsGoneAndNoOthers)
     EXPECT_EQ(stayed, 1);
 }
 
+/* An object that a job keeps alive ends with that job, and cancels jobs of its own. */
+TEST(MainQueue, LetsTheLastReferenceToAnotherOwnerGoWithAJob)
+{
+    zolv::MainJobs jobs;
+    auto other = std::make_shared<zolv::MainJobs>();
+    int runs = 0;
+
+    other->post([&] { runs++; });
+    jobs.post([held = std::move(other)] {});
+    jobs.cancel();
+    run_what_is_posted();
+    EXPECT_EQ(runs, 0);
+}
+
 TEST(MainQueue, LetsAJobCancelThoseBehindIt)
 {
     zolv::MainJobs jobs;

@@ -218,14 +218,11 @@ start_reader(ZolvButton *self, GError **error)
     const zolv::ButtonReader::Task task{ZOLV_OBJ(self), priv->device_path, priv->action_script,
                                         priv->wake_fd.get(), tell};
 
-    if (priv->reader.start(
-            (std::string(zolv_obj_get_name(ZOLV_OBJ(self))) + "-btn").c_str(),
-            [task](const zolv::Worker &worker) { zolv::ButtonReader(task, worker).run(); },
-            [wake_fd = priv->wake_fd.get()] { wake_reader(wake_fd); }))
-        return TRUE;
-    g_set_error_literal(error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_SYSTEM,
-                        "Button reader thread cannot be started");
-    return FALSE;
+    return priv->reader.start(
+               (std::string(zolv_obj_get_name(ZOLV_OBJ(self))) + "-btn").c_str(),
+               [task](const zolv::Worker &worker) { zolv::ButtonReader(task, worker).run(); },
+               [wake_fd = priv->wake_fd.get()] { wake_reader(wake_fd); }) ||
+           zolv::fail(error, ZOLV_CORE_ERROR_SYSTEM, "Button reader thread cannot be started");
 }
 
 _ZolvButtonPrivate::_ZolvButtonPrivate(ZolvButton *button)
