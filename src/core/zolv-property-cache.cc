@@ -3,7 +3,6 @@
 #include "core/zolv-raii.h"
 
 #include <map>
-#include <mutex>
 #include <utility>
 
 namespace {
@@ -11,11 +10,10 @@ namespace {
 using GetProperties = GVariant *(*)(GDBusInterfaceSkeleton *skeleton);
 using VariantPtr = std::unique_ptr<GVariant, zolv::Free<g_variant_unref>>;
 
-/* A property may be set by a worker thread while the main loop reads. */
+/* For the main loop alone: GDBus asks for the properties there, since the object manager and the
+ * interfaces are registered there, and what a thread has to tell is set there, too. */
 struct Cache {
-    std::mutex mutex;
     VariantPtr properties;
-    guint64 changes = 0;
     bool announced = false;
 };
 
@@ -51,39 +49,26 @@ free_cache(gpointer cache)
 void
 forget(GObject *skeleton, GParamSpec *, gpointer)
 {
-    Cache *cache = cache_of(skeleton);
-    const std::lock_guard lock(cache->mutex);
-
-    cache->changes++;
-    cache->properties.reset();
+    cache_of(skeleton)->properties.reset();
 }
 
+/* Returns a full reference, never a floating one. */
 GVariant *
 get_cached_properties(GDBusInterfaceSkeleton *skeleton)
 {
-    Cache *cache = cache_of(skeleton);
     const GetProperties generated =
         generated_functions().at(G_DBUS_INTERFACE_SKELETON_GET_CLASS(skeleton));
+    Cache *cache = cache_of(skeleton);
 
-    if (cache == nullptr)
-        return generated(skeleton);
-
-    std::unique_lock lock(cache->mutex);
-    if (cache->properties != nullptr)
+    if (cache != nullptr && cache->properties != nullptr)
         return g_variant_ref(cache->properties.get());
-    const guint64 changes = cache->changes;
+    GVariant *fresh = g_variant_take_ref(generated(skeleton));
     /* The export asks first, to announce the object; perhaps nobody else ever does. */
-    const bool keep = std::exchange(cache->announced, true);
-    /* Not under the lock: the generated function takes the lock that a setter holds. */
-    lock.unlock();
-    if (!keep)
-        return generated(skeleton);
-    VariantPtr fresh(g_variant_ref_sink(generated(skeleton)));
-    g_variant_get_data(fresh.get()); /* serialises it in place */
-    lock.lock();
-    if (changes == cache->changes)
-        cache->properties.reset(g_variant_ref(fresh.get()));
-    return fresh.release();
+    if (cache != nullptr && std::exchange(cache->announced, true)) {
+        g_variant_get_data(fresh); /* serialises it in place */
+        cache->properties.reset(g_variant_ref(fresh));
+    }
+    return fresh;
 }
 
 void

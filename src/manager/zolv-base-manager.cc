@@ -9,8 +9,10 @@
 #include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-store.h"
 #include "helpers/zolv-helpers-ubootenv.h"
+#include "manager/zolv-device-events.h"
 #include "manager/zolv-model-plugin.h"
 #include "manager/zolv-model-table.h"
+#include "manager/zolv-mount-table.h"
 #include "manager/zolv-secure-boot.h"
 #include "services/zolv-partition-led-service.h"
 #include "services/zolv-signal-led-service.h"
@@ -18,50 +20,49 @@
 #include "zolv-version.h"
 
 #include <array>
-#include <fcntl.h>
-#include <gudev/gudev.h>
-#include <malloc.h>
 #include <map>
 #include <string>
-
-#define MANAGER_PATH "/com/tarvel/Perimond"
-#define MOUNT_TABLE "/proc/self/mountinfo"
-
-#define SIGNAL_LED_SERVICE "SignalLedService/"
-#define SIM_LED_SERVICE "SimLedService/"
-#define PARTITION_LED_SERVICE "PartitionLedService"
 
 enum { PROP_CONNECTION = 1 };
 
 namespace {
 
-using ChannelPtr = std::unique_ptr<GIOChannel, zolv::Free<g_io_channel_unref>>;
-
-constexpr std::array<const char *, 8> udev_subsystems = {"usb",   "usbmisc", "tty",      "net",
-                                                         "block", "input",   "mdio_bus", nullptr};
+constexpr char manager_path[] = "/com/tarvel/Perimond";
 
 /* Disk types, which index what the mount table says of their partitions. */
 constexpr std::size_t n_disk_types = 6;
+
+/* By network interface. */
+template <typename Service>
+using ServiceMap = std::map<std::string, zolv::ObjectPtr<Service>, std::less<>>;
+
+/* Null where the interface has none. */
+template <typename Service>
+Service *
+find_service(const ServiceMap<Service> &services, const char *interface)
+{
+    const auto known = services.find(interface);
+
+    return known != services.end() ? known->second.get() : nullptr;
+}
 
 } // namespace
 
 /* The module is unmapped last: objects and sources may call into the plugin until they are gone. */
 struct _ZolvBaseManagerPrivate {
     explicit _ZolvBaseManagerPrivate(ZolvBaseManager *self);
-    _ZolvBaseManagerPrivate(const _ZolvBaseManagerPrivate &) = delete;
-    _ZolvBaseManagerPrivate &operator=(const _ZolvBaseManagerPrivate &) = delete;
-    ~_ZolvBaseManagerPrivate();
 
     zolv::ModelPlugin plugin;
     zolv::ObjectPtr<GDBusConnection> connection;
     zolv::ObjectPtr<GDBusObjectManagerServer> object_manager{
-        g_dbus_object_manager_server_new(MANAGER_PATH)};
-    zolv::ObjectPtr<GUdevClient> udev_client{g_udev_client_new(udev_subsystems.data())};
-    ChannelPtr mount_table;
-    GSource *mount_watch = nullptr;
+        g_dbus_object_manager_server_new(manager_path)};
+    zolv::DeviceEvents device_events;
+    zolv::MountTable mount_table;
     std::map<std::string, zolv::ObjectPtr<ZolvObj>, std::less<>> objects;
     /* They hold the manager, which therefore lives until shutdown releases them. */
-    std::map<std::string, zolv::ObjectPtr<GObject>> services;
+    ServiceMap<ZolvSignalLedService> signal_led_services;
+    ServiceMap<ZolvSimLedService> sim_led_services;
+    zolv::ObjectPtr<ZolvPartitionLedService> partition_led_service;
 };
 
 static bool
@@ -116,12 +117,10 @@ zolv_base_manager_initable_init(GInitable *initable, GCancellable *, GError **er
 
     if (!identify_model(self, model, error) || !load_plugin(self, model, error))
         return FALSE;
-    priv->mount_table.reset(g_io_channel_new_file(MOUNT_TABLE, "r", error));
-    if (priv->mount_table == nullptr)
+    if (!priv->mount_table.open(error))
         return FALSE;
-    fcntl(g_io_channel_unix_get_fd(priv->mount_table.get()), F_SETFD, FD_CLOEXEC);
     if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(self), priv->connection.get(),
-                                          MANAGER_PATH, error))
+                                          manager_path, error))
         return FALSE;
     g_dbus_object_manager_server_set_connection(priv->object_manager.get(), priv->connection.get());
     return TRUE;
@@ -168,20 +167,6 @@ _ZolvBaseManagerPrivate::_ZolvBaseManagerPrivate(ZolvBaseManager *self)
     zolv_gdbus_com_tarvel_perimond_set_version(ZOLV_GDBUS_COM_TARVEL_PERIMOND(self), ZOLV_VERSION);
 }
 
-static void
-stop_mount_watch(ZolvBaseManagerPrivate *priv)
-{
-    if (priv->mount_watch == nullptr)
-        return;
-    g_source_destroy(priv->mount_watch);
-    g_source_unref(std::exchange(priv->mount_watch, nullptr));
-}
-
-_ZolvBaseManagerPrivate::~_ZolvBaseManagerPrivate()
-{
-    stop_mount_watch(this);
-}
-
 ZOLV_DEFINE_CLASS_WITH_INTERFACE(ZolvBaseManager, zolv_base_manager,
                                  ZOLV_GDBUS_TYPE_COM_TARVEL_PERIMOND_SKELETON, G_TYPE_INITABLE,
                                  zolv_base_manager_initable_iface_init)
@@ -198,69 +183,13 @@ ZOLV_DEFINE_CLASS_WITH_INTERFACE(ZolvBaseManager, zolv_base_manager,
 }
 
 static void
-uevent_cb(GUdevClient *, const gchar *action, GUdevDevice *device, ZolvBaseManager *self)
+mount_table_changed(ZolvBaseManager *self)
 {
-    ZOLV_DEBUG("[Udev] %s '%s'", zolv::fit_text(action).c_str(),
-               zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
-    self->priv->plugin.uevent_handler(self, action, device);
-}
-
-/* The scan covers every device of the system, not only the subsystems whose events are heard. */
-static void
-scan_devices(ZolvBaseManager *self)
-{
-    GList *devices = g_udev_client_query_by_subsystem(self->priv->udev_client.get(), nullptr);
-
-    for (GList *link = devices; link != nullptr; link = link->next) {
-        GUdevDevice *device = G_UDEV_DEVICE(link->data);
-        ZOLV_DEBUG("[Udev] scanned '%s'",
-                   zolv::fit_text(g_udev_device_get_sysfs_path(device)).c_str());
-        self->priv->plugin.uevent_handler(self, "add", device);
-        g_object_unref(device);
-    }
-    g_list_free(devices);
-    /* Every device of the system was in memory for a moment; the freed pages go back. */
-    malloc_trim(0);
-}
-
-/* Takes over the reference; the service that held the key before is released. */
-static void
-add_service(ZolvBaseManager *self, const std::string &key, gpointer service)
-{
-    self->priv->services[key].reset(G_OBJECT(service));
-}
-
-static gpointer
-find_service(ZolvBaseManager *self, const std::string &key)
-{
-    const auto known = self->priv->services.find(key);
-
-    return known != self->priv->services.end() ? known->second.get() : nullptr;
-}
-
-static gboolean
-mount_table_cb(GIOChannel *, GIOCondition condition, gpointer data)
-{
-    auto *self = static_cast<ZolvBaseManager *>(data);
     const std::array<guint, n_disk_types> mounted{};
 
-    if ((condition & G_IO_PRI) == 0)
-        return G_SOURCE_CONTINUE;
-    _tvl_log(TVL_LOG_INFO, "[Manager] mount table changed");
-    if (gpointer service = find_service(self, PARTITION_LED_SERVICE); service != nullptr)
-        zolv_partition_led_service_update_led(ZOLV_PARTITION_LED_SERVICE(service), mounted.data());
-    return G_SOURCE_CONTINUE;
-}
-
-/* The kernel signals a change of the mount table as a priority condition, proc(5). */
-static void
-watch_mount_table(ZolvBaseManager *self)
-{
-    ZolvBaseManagerPrivate *priv = self->priv;
-
-    priv->mount_watch = g_io_create_watch(priv->mount_table.get(), G_IO_PRI);
-    g_source_set_callback(priv->mount_watch, G_SOURCE_FUNC(mount_table_cb), self, nullptr);
-    g_source_attach(priv->mount_watch, g_main_context_get_thread_default());
+    if (self->priv->partition_led_service != nullptr)
+        zolv_partition_led_service_update_led(self->priv->partition_led_service.get(),
+                                              mounted.data());
 }
 
 ZolvBaseManager *
@@ -275,16 +204,19 @@ zolv_base_manager_start(ZolvBaseManager *self)
 {
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
+    ZolvBaseManagerPrivate *priv = self->priv;
 
     /* Whoever owns the name is alone with the files: a second instance must not touch them. */
     zolv::sweep_leftovers();
     _tvl_log(TVL_LOG_INFO, "[Manager] Running platform init function");
-    self->priv->plugin.platform_init(self);
+    priv->plugin.platform_init(self);
     _tvl_log(TVL_LOG_INFO, "[Udev] Start listening");
-    g_signal_connect(self->priv->udev_client.get(), "uevent", G_CALLBACK(uevent_cb), self);
+    priv->device_events.listen([self](const char *action, GUdevDevice *device) {
+        self->priv->plugin.uevent_handler(self, action, device);
+    });
     _tvl_log(TVL_LOG_INFO, "[Udev] Start device scanning");
-    scan_devices(self);
-    watch_mount_table(self);
+    priv->device_events.scan();
+    priv->mount_table.watch([self] { mount_table_changed(self); });
     _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond Started");
 }
 
@@ -304,10 +236,11 @@ zolv_base_manager_shutdown(ZolvBaseManager *self)
         const auto entry = priv->objects.extract(priv->objects.begin());
         zolv_obj_unexport(entry.mapped().get());
     }
-    priv->services.clear();
-    stop_mount_watch(priv);
-    priv->mount_table.reset();
-    priv->udev_client.reset();
+    priv->signal_led_services.clear();
+    priv->sim_led_services.clear();
+    priv->partition_led_service.reset();
+    priv->mount_table.close();
+    priv->device_events.close();
     priv->object_manager.reset();
     priv->connection.reset();
     priv->plugin.close();
@@ -383,7 +316,7 @@ zolv_base_manager_add_led_service(ZolvBaseManager *self, const gchar *interace,
     ZOLV_ASSERT(interace != NULL);
     ZOLV_ASSERT(service != NULL);
     ZOLV_ASSERT(ZOLV_IS_SIGNAL_LED_SERVICE(service));
-    add_service(self, std::string(SIGNAL_LED_SERVICE) + interace, service);
+    self->priv->signal_led_services[interace].reset(service);
 }
 
 void
@@ -395,7 +328,7 @@ zolv_base_manager_add_sim_led_service(ZolvBaseManager *self, const gchar *interf
     ZOLV_ASSERT(interface != NULL);
     ZOLV_ASSERT(service != NULL);
     ZOLV_ASSERT(ZOLV_IS_SIM_LED_SERVICE(service));
-    add_service(self, std::string(SIM_LED_SERVICE) + interface, service);
+    self->priv->sim_led_services[interface].reset(service);
 }
 
 void
@@ -405,7 +338,7 @@ zolv_base_manager_add_ptn_led_service(ZolvBaseManager *self, ZolvPartitionLedSer
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(service != NULL);
     ZOLV_ASSERT(ZOLV_IS_PARTITION_LED_SERVICE(service));
-    add_service(self, PARTITION_LED_SERVICE, service);
+    self->priv->partition_led_service.reset(service);
 }
 
 /* Passes a value to the LEDs of a module's signal, if it has any. */
@@ -413,10 +346,10 @@ static void
 update_signal_leds(ZolvBaseManager *self, const gchar *interface_name,
                    void (*update)(ZolvSignalLedService *, guint), guint value)
 {
-    gpointer service = find_service(self, std::string(SIGNAL_LED_SERVICE) + interface_name);
+    ZolvSignalLedService *service = find_service(self->priv->signal_led_services, interface_name);
 
     if (service != nullptr)
-        update(static_cast<ZolvSignalLedService *>(service), value);
+        update(service, value);
 }
 
 void
@@ -454,8 +387,8 @@ zolv_base_manager_update_sim_leds(ZolvBaseManager *self, const gchar *interface_
     ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_BASE_MANAGER(self));
     ZOLV_ASSERT(interface_name != NULL);
-    gpointer service = find_service(self, std::string(SIM_LED_SERVICE) + interface_name);
+    ZolvSimLedService *service = find_service(self->priv->sim_led_services, interface_name);
 
     if (service != nullptr)
-        zolv_sim_led_service_update_leds(static_cast<ZolvSimLedService *>(service), value);
+        zolv_sim_led_service_update_leds(service, value);
 }
