@@ -105,13 +105,9 @@ bus_configuration(const Options &options)
         std::string tag = fs::is_directory(policy) ? "includedir" : "include";
         text += "<" + tag + ">" + policy + "</" + tag + ">\n";
     }
-    /* The limits of the system bus's own configuration. */
-    return text + "<limit name=\"max_incoming_bytes\">1000000000</limit>\n"
-                  "<limit name=\"max_outgoing_bytes\">1000000000</limit>\n"
-                  "<limit name=\"max_message_size\">1000000000</limit>\n"
-                  "<limit name=\"max_connections_per_user\">2048</limit>\n"
-                  "<limit name=\"max_replies_per_connection\">50000</limit>\n"
-                  "</busconfig>\n";
+    /* No limits of its own: those of the system bus are the bus daemon's defaults, and a bus that
+     * allows more would hide what a service can stand. */
+    return text + "</busconfig>\n";
 }
 
 /* Beside the program in a build folder, else where it is installed. */

@@ -29,6 +29,16 @@ std::string G_GNUC_PRINTF(1, 0) format_text(const char *format, va_list argument
     return result;
 }
 
+/* A line that shows a call and an error, both with what the caller sent, has half the room for
+ * each.
+ */
+std::string
+half_a_line(std::string text)
+{
+    zolv::cut_text(text, zolv::logged_at_most / 2);
+    return text;
+}
+
 /* The answer of a failed call carries the text to the bus, which takes valid UTF-8 alone. */
 void
 make_message_fit(GError *error)
@@ -51,6 +61,7 @@ zolv::BusCall::BusCall(ZolvObj *obj, GDBusMethodInvocation *invocation, Levels l
     va_start(arguments, format);
     name_ = format_text(format, arguments);
     va_end(arguments);
+    cut_text(name_);
     if (levels_.called != 0)
         zolv_obj_log(obj_, levels_.called, "Get method call: %s", name_.c_str());
 }
@@ -61,8 +72,8 @@ zolv::BusCall::~BusCall()
         ZOLV_ASSERT(error_ != NULL);
         make_message_fit(error_);
         if (levels_.failed != 0)
-            zolv_obj_log(obj_, levels_.failed, "%s failed: %s", name_.c_str(),
-                         fit_text(error_->message).c_str());
+            zolv_obj_log(obj_, levels_.failed, "%s failed: %s", half_a_line(name_).c_str(),
+                         half_a_line(fit_text(error_->message)).c_str());
         g_dbus_method_invocation_take_error(invocation_, error_);
         error_ = nullptr;
     }
@@ -78,6 +89,7 @@ zolv::BusCall::result_name(const char *format, ...)
     va_start(arguments, format);
     name_ = format_text(format, arguments);
     va_end(arguments);
+    cut_text(name_);
 }
 
 bool
@@ -97,6 +109,7 @@ zolv::BusCall::ok(const char *suffix_format, ...)
             va_start(arguments, suffix_format);
             suffix = format_text(suffix_format, arguments);
             va_end(arguments);
+            cut_text(suffix);
         }
         zolv_obj_log(obj_, levels_.ok, "%s OK%s", name_.c_str(), suffix.c_str());
     }

@@ -73,3 +73,18 @@ zolv::fit_text(const char *text)
 {
     return text != nullptr ? fit_text(std::string_view(text)) : std::string();
 }
+
+void
+zolv::cut_text(std::string &text, std::size_t size)
+{
+    constexpr std::string_view mark = "[...]";
+
+    if (text.size() <= size)
+        return;
+    std::size_t end = size - mark.size();
+    /* The bytes of a character behind its first one */
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U)
+        end--;
+    text.resize(end);
+    text += mark;
+}

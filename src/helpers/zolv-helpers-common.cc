@@ -26,14 +26,16 @@ constexpr std::size_t command_size = 256;
 /* A daemon has no terminal, and must not get one by opening a serial port. */
 constexpr int open_flags = O_CLOEXEC | O_NOCTTY;
 
-/* Reports errno as "@operation '@path' failed: <text>". */
+/* Reports errno as "@operation '@path' failed: <text>", and leaves it as it is. */
 bool
 fail_call(GError **error, const char *operation, const char *path)
 {
     const int code = errno;
 
-    return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "%s '%s' failed: %s", operation,
-                       fit_text(path).c_str(), g_strerror(code));
+    zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "%s '%s' failed: %s", operation,
+                fit_text(path).c_str(), g_strerror(code));
+    errno = code;
+    return false;
 }
 
 gboolean

@@ -61,10 +61,10 @@ class DioTest(perimond.DaemonTest):
         for level in levels:
             self.world.do("turn", line, level)
 
-    def wait_for_readings(self, line):
+    def wait_for_readings(self, line, count=2):
         """Waits until a watcher has read the line and acted on what it read."""
         self.world.do("record", "--clear")
-        wait_until(lambda: len(self.world.accesses(f"*/gpio{line}/value", ("read",))) >= 2,
+        wait_until(lambda: len(self.world.accesses(f"*/gpio{line}/value", ("read",))) >= count,
                    f"readings of line {line}")
 
     @contextlib.contextmanager

@@ -6,6 +6,8 @@ import os
 import shutil
 import socket
 
+from gi.repository import GLib
+
 import perimond
 from perimond.world import wait_until
 
@@ -310,6 +312,21 @@ class ListActionTest(ActionsTest):
 
 
 class SetActionTest(ActionsTest):
+    def test_what_a_caller_sent_stands_in_a_line_with_a_kibibyte_at_most(self):
+        for size in (1100, 200 << 10, 10 << 20):
+            with self.subTest(size=size), self.log() as lines:
+                with self.assertRaises(GLib.Error):
+                    self.button.SetAction("x" * size)
+                self.assertLessEqual(max((line.count("x") for line in lines), default=0), 1024)
+                self.assertTrue(all("[...]" in line for line in lines if line.count("x") > 100))
+
+    def test_a_line_that_is_cut_shows_it(self):
+        with self.log("SetAction") as lines, self.assertBusError("InvalidArgument", UNKNOWN):
+            self.button.SetAction("x" * 1100)
+        self.assertEqual(lines, [
+            "<info>  [Button/RESET] Get method call: SetAction: " + "x" * 1008 + "[...]",
+            "<error> [Button/RESET] SetAction(" + "x" * 497 + f"[...] failed: {UNKNOWN}"])
+
     def arrange(self):
         self.write(os.path.join(self.scripts, "other.sh"), mode=0o755)
         self.link("other", f"{DIRECTORY}/other.sh")

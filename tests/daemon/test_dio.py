@@ -1,6 +1,9 @@
 """Digital inputs and outputs on the bus and on the board."""
 
+import errno
+import os
 import re
+import resource
 import signal
 import threading
 import time
@@ -437,6 +440,32 @@ class WatcherTest(DioTest):
         self.turn(16, 0)
         recorder.expect_none()
         self.assertEqual(self.dio("DI1").GetState(), 0)
+
+    def test_a_reading_for_which_the_daemon_lacks_something_is_told_once_and_taken_again(self):
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        for level, cause in enumerate(("EINTR", "EAGAIN", "EMFILE", "ENFILE", "ENOMEM")):
+            with self.subTest(cause=cause):
+                with self.log("GetState(") as lines:
+                    self.world.do("fail", "*/gpio16/value", "read", cause, 3)
+                    self.wait_for_readings(16, 5)
+                    self.turn(16, 1 - level % 2)
+                    recorder.expect([("DIO/DI1", "StateChanged", (1 - level % 2,))])
+                text = os.strerror(getattr(errno, cause))
+                self.assertEqual([line for line in lines if "DIO Hook" in line],
+                                 [f"<error> [DIO/DI1] DIO Hook GetState({level % 2}) failed: "
+                                  f"Failed to get GPIO, trying again: {text}"])
+
+    def test_inputs_are_read_again_when_the_daemon_has_descriptors_again(self):
+        recorder = self.recorder("DIO/DI1", "StateChanged")
+        limits = resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE, (0, limits[1]))
+        line = ("<error> [DIO/DI1] DIO Hook GetState(0) failed: Failed to get GPIO, trying again: "
+                "Too many open files")
+        self.wait_for_log(line)
+        self.turn(16, 1)
+        resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE, limits)
+        recorder.expect([("DIO/DI1", "StateChanged", (1,))])
+        self.assertEqual(self.log_lines().count(line), 1)
 
     def test_a_call_goes_on_while_a_line_is_slow(self):
         self.world.do("fail", "*/gpio16/value", "read", "delay:2000")

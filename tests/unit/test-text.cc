@@ -52,4 +52,26 @@ TEST(Text, IsValidForEveryPairOfBytes)
     }
 }
 
+std::string
+cut(std::string text, std::size_t size)
+{
+    zolv::cut_text(text, size);
+    return text;
+}
+
+TEST(Text, ThatIsTooLongIsCutAndMarked)
+{
+    EXPECT_EQ(cut("0123456789", 10), "0123456789");
+    EXPECT_EQ(cut("0123456789x", 10), "01234[...]");
+    EXPECT_EQ(cut(std::string(2000, 'x'), zolv::logged_at_most).size(), 1024U);
+}
+
+TEST(Text, IsCutBetweenTwoCharacters)
+{
+    EXPECT_EQ(cut("0123\u00e4-------", 10), "0123[...]");
+    EXPECT_EQ(cut("012\u00e4-------", 10), "012\u00e4[...]");
+    EXPECT_EQ(cut("01\U0001f600-------", 10), "01[...]");
+    EXPECT_EQ(cut("0\U0001f600-------", 10), "0\U0001f600[...]");
+}
+
 } // namespace

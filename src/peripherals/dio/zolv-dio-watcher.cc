@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <string>
@@ -40,6 +41,15 @@ sampling_interval()
     return std::chrono::milliseconds(std::min<long>(value, INT_MAX));
 }
 
+/* Whether @error, as the failed reading left errno, passes by itself. */
+bool
+is_passing(int error)
+{
+    constexpr std::array passing = {EINTR, EAGAIN, EMFILE, ENFILE, ENOMEM};
+
+    return std::find(passing.begin(), passing.end(), error) != passing.end();
+}
+
 } // namespace
 
 void
@@ -61,16 +71,28 @@ zolv::DioWatcher::stop()
     active_.reset();
 }
 
+/* Whether there is a state. What fails for want of something of the daemon's own says nothing about
+ * the line: it is told once, and the next sample is taken. Every other failure is the last. */
 bool
-zolv::DioWatcher::read_state(guint *state)
+zolv::DioWatcher::sample(Worker &worker, guint *state)
 {
-    g_autoptr(GError) error = nullptr;
+    bool told = false;
 
-    if (zolv_dio_get_state(dio_, state, &error))
-        return true;
-    zolv_obj_log(ZOLV_OBJ(dio_), TVL_LOG_ERROR, "DIO Hook GetState(%d) failed: %s",
-                 static_cast<int>(*state), error->message);
-    return false;
+    for (;;) {
+        g_autoptr(GError) error = nullptr;
+        errno = 0;
+        if (zolv_dio_get_state(dio_, state, &error))
+            return true;
+        const int cause = errno;
+        if (!told || !is_passing(cause))
+            zolv_obj_log(ZOLV_OBJ(dio_), TVL_LOG_ERROR, "DIO Hook GetState(%d) failed: %s%s%s",
+                         static_cast<int>(*state), error->message,
+                         is_passing(cause) ? ", trying again: " : "",
+                         is_passing(cause) ? g_strerror(cause) : "");
+        if (!is_passing(cause) || !worker.sleep_for(interval_))
+            return false;
+        told = true;
+    }
 }
 
 void
@@ -99,10 +121,10 @@ zolv::DioWatcher::watch(Worker &worker)
 {
     guint state = 0;
 
-    if (!read_state(&state))
+    if (!sample(worker, &state))
         return;
     for (guint previous = state; worker.running(); worker.sleep_for(interval_)) {
-        if (!read_state(&state))
+        if (!sample(worker, &state))
             return;
         /* A pass acts on one choice, whatever the main loop does meanwhile. */
         const DioHook::Path path = hook_.path();

@@ -25,7 +25,7 @@ class DioWatcher {
 
   private:
     void watch(Worker &worker);
-    bool read_state(guint *state);
+    bool sample(Worker &worker, guint *state);
     void run_hook(const DioHook::Path &path, guint event, guint state);
     void publish_active(bool active);
 
