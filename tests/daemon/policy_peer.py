@@ -6,7 +6,9 @@ prints its unique name once it is there, and a line for each signal it hears.
 
 policy_peer.py client ADDRESS UID GID...: becomes that user, with exactly these groups, and makes
 the calls read from standard input, a JSON list of [destination, interface, member] where the
-interface may be null; prints what became of each. After an empty list it sends a broadcast.
+interface may be null; prints what became of each. A fourth element says what else it is: "signal"
+for a signal to that destination, "descriptor" for a call that carries one. After an empty list it
+sends a broadcast.
 """
 
 import json
@@ -44,8 +46,21 @@ def service(address):
     GLib.MainLoop().run()
 
 
-def outcome(bus, destination, interface, member):
+def send_signal(bus, interface, member, destination=None):
+    message = dbus.lowlevel.SignalMessage(PATH, interface, member)
+    if destination:
+        message.set_destination(destination)
+    bus.send_message(message)
+    bus.flush()
+
+
+def outcome(bus, destination, interface, member, kind="call"):
+    if kind == "signal":
+        send_signal(bus, interface, member, destination)
+        return "sent"
     message = dbus.lowlevel.MethodCallMessage(destination, PATH, interface, member)
+    if kind == "descriptor":
+        message.append(dbus.types.UnixFd(0), signature="h")
     if member == "RequestName":
         message.append(NAME, dbus.UInt32(0), signature="su")
     try:
@@ -63,8 +78,7 @@ def client(address, uid, *groups):
     calls = json.load(sys.stdin)
     print(json.dumps([outcome(bus, *call) for call in calls]))
     if not calls:
-        bus.send_message(dbus.lowlevel.SignalMessage(PATH, "com.example.Weather", "Rain"))
-        bus.flush()
+        send_signal(bus, "com.example.Weather", "Rain")
 
 
 if __name__ == "__main__":

@@ -157,11 +157,28 @@ class PolicyTest(unittest.TestCase):
             [["org.freedesktop.DBus.Error.AccessDenied"]] * 2 + [["passed"]],
         )
 
-    def test_a_broadcast_of_an_ordinary_user_reaches_the_daemon(self):
-        self.outcomes(NOBODY, [])
+    def next_heard(self):
         heard, _, _ = select.select([self.service.stdout], [], [], 5.0)
         self.assertTrue(heard)
-        self.assertEqual(self.service.stdout.readline(), "heard Rain\n")
+        return self.service.stdout.readline()
+
+    def test_a_broadcast_of_an_ordinary_user_reaches_the_daemon(self):
+        self.outcomes(NOBODY, [])
+        self.assertEqual(self.next_heard(), "heard Rain\n")
+
+    def test_no_signal_is_for_the_daemon_alone(self):
+        for user in USERS:
+            for destination in (NAME, self.unique_name):
+                with self.subTest(user=user, destination=destination):
+                    self.outcomes(user, [(destination, "com.example.Weather", "Snow", "signal")])
+                    self.outcomes(user, [])
+                    self.assertEqual(self.next_heard(), "heard Rain\n")
+
+    def test_no_call_carries_descriptors(self):
+        call = (NAME, "com.tarvel.Perimond.Obj.LED", "GetState", "descriptor")
+        for user in USERS:
+            self.assertEqual(self.outcomes(user, [call, call[:3]]),
+                             ["org.freedesktop.DBus.Error.AccessDenied", "passed"])
 
 
 class GeneratorTest(unittest.TestCase):
