@@ -54,6 +54,14 @@ class IncludeTest(unittest.TestCase):
         self.assertIn(("peripherals/led/zolv-led-gpio.h", "peripherals/led/zolv-led.h"),
                       self.includes)
 
+    def test_the_guarded_connection_is_the_only_one(self):
+        unguarded = re.compile(r"g_bus_(get|own_name|watch_name)(_sync|_finish)?\s*\(|"
+                               r"g_dbus_\w*_new_for_bus|_new_for_address|_proxy_new_for_bus")
+        for folder, _, names in os.walk(SOURCES):
+            for name in names:
+                with open(os.path.join(folder, name), encoding="utf-8") as file:
+                    self.assertIsNone(unguarded.search(file.read()), name)
+
     def test_every_include_names_the_path_below_the_sources(self):
         generated = {"zolv-version.h"}
         self.assertEqual([(path, included) for path, included in self.includes
