@@ -4,7 +4,8 @@
  * with the bench's model plugin, and nothing else: no checks, no errors, no log.
  *
  * Usage: floor NAME [one]
- * Owns NAME on the system bus. With "one" each call opens one file alone.
+ * Owns NAME on the system bus. With "one" each call opens one file alone. Built with the guard, its
+ * connection is the daemon's.
  */
 #include "bench-board.h"
 #include "zolv-gdbus-object.h"
@@ -19,6 +20,11 @@
 
 static const char *const subsystems[] = {"usb",   "usbmisc", "tty",      "net",
                                          "block", "input",   "mdio_bus", NULL};
+
+#ifdef BENCH_GUARDED
+guint bench_own_guarded_name(const char *name, GBusAcquiredCallback bus_acquired,
+                             GBusNameAcquiredCallback name_acquired);
+#endif
 
 static GMainLoop *loop;
 static gboolean one_file;
@@ -201,8 +207,12 @@ main(int argc, char **argv)
         return 2;
     one_file = argc > 2;
     g_unix_signal_add(SIGTERM, quit, NULL);
+#ifdef BENCH_GUARDED
+    const guint owner = bench_own_guarded_name(argv[1], bus_acquired, name_acquired);
+#else
     const guint owner = g_bus_own_name(G_BUS_TYPE_SYSTEM, argv[1], G_BUS_NAME_OWNER_FLAGS_NONE,
                                        bus_acquired, name_acquired, NULL, NULL, NULL);
+#endif
     loop = g_main_loop_new(NULL, FALSE);
     g_main_loop_run(loop);
 
