@@ -16,7 +16,7 @@ cpp = {cache}'aarch64-linux-gnu-g++']
 ar = 'aarch64-linux-gnu-ar'
 strip = 'aarch64-linux-gnu-strip'
 pkgconfig = 'pkg-config'
-exe_wrapper = ['qemu-aarch64', '-L', '{sysroot}']
+exe_wrapper = {emulator}
 
 [properties]
 sys_root = '{sysroot}'
@@ -50,8 +50,11 @@ class Product:
 
     @property
     def emulator(self):
-        """The command that runs a program of the board on this machine."""
-        return f"qemu-aarch64 -L {self.sysroot}"
+        """The command that runs a program of the board on this machine. QEMU's own option for a
+        sysroot would take the root folder, which libudev opens to follow links, for that, too."""
+        libraries = self.sysroot / "usr/lib/aarch64-linux-gnu"
+        return ["qemu-aarch64", str(libraries / "ld-linux-aarch64.so.1"), "--library-path",
+                str(libraries)]
 
     def build(self, tests=False):
         """Builds and installs the daemon; @tests: builds its tests as well."""
@@ -68,7 +71,7 @@ class Product:
         self.top.mkdir(parents=True, exist_ok=True)
         self._sysroot()
         cache = "['ccache', " if shutil.which("ccache") else "["
-        text = CROSS_FILE.format(sysroot=self.sysroot, cache=cache)
+        text = CROSS_FILE.format(sysroot=self.sysroot, cache=cache, emulator=self.emulator)
         if (self.build_folder / "build.ninja").exists() and self.cross_file.read_text() == text:
             return
         say("board: configuring the daemon for arm64")
