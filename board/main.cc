@@ -110,14 +110,6 @@ bus_configuration(const Options &options)
     return text + "</busconfig>\n";
 }
 
-/* Beside the program in a build folder, else where it is installed. */
-std::string
-default_board()
-{
-    fs::path beside = fs::read_symlink("/proc/self/exe").parent_path() / "perimond-sim.board";
-    return fs::exists(beside) ? beside.string() : BOARD_DIR "/perimond-sim.board";
-}
-
 void
 prepare_directory(Options &options)
 {
@@ -137,7 +129,7 @@ prepare_directory(Options &options)
         fs::remove(options.world + "/" + name);
     std::ofstream(options.world + "/bus.conf") << bus_configuration(options);
     if (options.boards.empty())
-        options.boards.push_back(default_board());
+        options.boards.push_back(own_file("perimond-sim.board", BOARD_DIR));
     for (std::string &file : options.boards)
         file = fs::absolute(file);
 }
@@ -288,6 +280,7 @@ Server::build_board()
     add_i2c(world_);
     add_mtd(world_);
     add_serial(world_);
+    add_can(world_);
     add_boot_environment(world_);
     add_settings(world_);
     for (const std::string &file : options_.boards)

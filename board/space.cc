@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <link.h>
 #include <linux/capability.h>
 #include <net/if.h>
 #include <sched.h>
@@ -145,7 +147,30 @@ same_space(pid_t pid, const char *kind)
            stat(("/proc/self" + name).c_str(), &ours) == 0 && theirs.st_ino == ours.st_ino;
 }
 
+/* Puts a library of the board over the system's, for whatever finds it in whatever way. Without the
+ * system's there is nobody to find it. */
+void
+replace_library(const char *name, const char *replacement)
+{
+    void *library = dlopen(name, RTLD_LAZY | RTLD_LOCAL);
+    link_map *loaded = nullptr;
+
+    if (library == nullptr)
+        return;
+    if (dlinfo(library, RTLD_DI_LINKMAP, &loaded) == 0)
+        bind_mount(own_file(replacement, LIBRARY_DIR), fs::canonical(loaded->l_name));
+    dlclose(library);
+}
+
 } // namespace
+
+std::string
+own_file(const std::string &name, const std::string &installed)
+{
+    const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path() / name;
+
+    return fs::exists(beside) ? beside.string() : installed + "/" + name;
+}
 
 void
 enter_new_space()
@@ -186,6 +211,7 @@ arrange_mounts(const std::string &directory)
     std::string run = stage + "/run";
 
     umask(022);
+    replace_library("libsocketcan.so.2", "libsocketcan-board.so");
     fill_dev(stage + "/files/dev");
     mount_or_throw("board", run, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755");
     for (const char *name : {"/board", "/dbus", "/udev/data", "/lock"})

@@ -9,6 +9,10 @@ namespace board {
 /* The private namespaces of a world and what is mounted in them. Everything in them ends with
  * the world's first process: nothing of it is seen on the host but the world's directory. */
 
+/* The path of a file that comes with the program: beside it in a build folder, else in the folder
+ * where it is installed. */
+std::string own_file(const std::string &name, const std::string &installed);
+
 /* Enters new namespaces; an ordinary user becomes root of a user namespace. The caller's next
  * child is the first process of the world. Throws std::system_error. */
 void enter_new_space();

@@ -273,3 +273,17 @@ tour_adapter() {
     tour_verb unplug tty $node >/dev/null
     await "\[$port\] Unexported"
 }
+
+# tour_can NAME LINE INTERFACE: the bit rate of a CAN port, and its terminator.
+tour_can() {
+    say "A CAN port: the kernel knows its bit rate, a line switches its terminator."
+    call "CAN/$1" GetBitrate
+    call "CAN/$1" SetTerminator u 2
+    expect "line $2" 1 tour_verb read "$2"
+    call "CAN/$1" SetTerminator u 1
+    show "board: can $3 state=stopped"
+    tour_verb can "$3" state=stopped
+    expect "answer" "Cannot get bitrate for inactive device: $3" tour_run busctl call $bus_name \
+        "$root_path/CAN/$1" $bus_name.Obj.CAN GetBitrate
+    tour_verb can "$3" state=error-active
+}

@@ -59,6 +59,7 @@ void add_input(World &);
 void add_i2c(World &);
 void add_mtd(World &);
 void add_serial(World &);
+void add_can(World &);
 void add_boot_environment(World &);
 void add_settings(World &);
 

@@ -138,6 +138,17 @@ static const struct {
     {"/sys/devices/platform/usb/usb1/1-2", "USB2"},
 };
 
+/* CAN ports, each with a line that switches its bus terminator. */
+static const struct {
+    const char *name;
+    const char *interface; /* of the network, by which the kernel names the controller */
+    guint bitrate;         /* the highest, in bits per second */
+    guint terminator_pin;
+    const char *bootenv;
+} cans[] = {
+    {"CAN1", "can0", 1000000, 30, "can1_enable"},
+};
+
 /* Digital inputs and outputs on one line each. */
 static const struct {
     const char *name;
@@ -279,6 +290,21 @@ create_serial_ports(ZolvBaseManager *manager)
 }
 
 static void
+create_cans(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(cans); i++) {
+        ZolvCAN *can =
+            ZOLV_CAN(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_CAN, cans[i].name));
+
+        zolv_can_bind_bootenv(can, cans[i].bootenv);
+        zolv_can_init_iostate(can, zolv_can_enable_by_bootenv, NULL);
+        zolv_can_define_maximum_supported_bitrate(can, cans[i].bitrate);
+        zolv_can_define_terminator_pin(can, cans[i].terminator_pin);
+        zolv_can_export(can); /* the controller may come later, or never where it is disabled */
+    }
+}
+
+static void
 create_dios(ZolvBaseManager *manager)
 {
     for (gsize i = 0; i < G_N_ELEMENTS(single_dios); i++) {
@@ -345,6 +371,25 @@ handle_adapter_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice 
         zolv_serialport_serivo_remove_serivo(manager, device, socket);
 }
 
+/* A CAN port has the name of its network interface as long as there is one. */
+static void
+handle_can_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(cans); i++) {
+        if (g_strcmp0(g_udev_device_get_subsystem(device), "net") != 0 ||
+            g_strcmp0(g_udev_device_get_name(device), cans[i].interface) != 0)
+            continue;
+        char *id = g_strconcat("CAN/", cans[i].name, NULL);
+        ZolvCAN *can = ZOLV_CAN(zolv_base_manager_get_object(manager, id));
+
+        g_free(id);
+        if (g_strcmp0(action, "add") == 0)
+            zolv_can_define_device_name_by_udev(can, device);
+        else if (g_strcmp0(action, "remove") == 0)
+            zolv_can_define_device_name_by_udev(can, NULL);
+    }
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
@@ -353,6 +398,7 @@ platform_init(ZolvBaseManager *manager)
     create_buzzers(manager);
     create_consoles(manager);
     create_serial_ports(manager);
+    create_cans(manager);
     create_dios(manager);
 }
 
@@ -369,4 +415,5 @@ uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *devic
              g_udev_device_get_name(device));
     handle_speaker_event(manager, action, device);
     handle_adapter_event(manager, action, device);
+    handle_can_event(manager, action, device);
 }

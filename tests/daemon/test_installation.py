@@ -33,6 +33,7 @@ RUNTIME = """
 """.split()
 DEVELOPMENT = """
 {prefix}/bin/tarvelperimond-board
+{prefix}/{libexecdir}/tarvelperimond/libsocketcan-board.so
 {prefix}/share/doc/tarvelperimond/board/README.md
 {prefix}/share/doc/tarvelperimond/plugin-guide.md
 {prefix}/share/doc/tarvelperimond/plugins/sim/Makefile

@@ -10,6 +10,7 @@ COMMON = "com.tarvel.Perimond.Obj"
 KINDS = [  # which of the peripheral interfaces objects of the simulated board carry
     "Button",
     "Buzzer",
+    "CAN",
     "Console",
     "DIO",
     "LED",

@@ -177,6 +177,7 @@ class TypeWordTest(ProbeTest):
         "Buzzer": "buzzer-gpio buzzer-pcspkr buzzer-pwm",
         "LED": "led led-gpio",
         "DIO": "dio dio-dualgpio",
+        "CAN": "can",
     }
 
     def test_each_class_has_its_word(self):

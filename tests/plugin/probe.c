@@ -81,6 +81,7 @@ static const struct {
     {"buzzer-gpio", zolv_buzzer_gpio_get_type},
     {"buzzer-pcspkr", zolv_buzzer_pcspkr_get_type},
     {"buzzer-pwm", zolv_buzzer_pwm_get_type},
+    {"can", zolv_can_get_type},
     {"console", zolv_console_get_type},
 };
 
@@ -634,6 +635,19 @@ probe_result(const Call *call, gboolean done, GError *error)
     log_result(call, done, error);
 }
 
+GUdevDevice *
+probe_device(const Call *call, guint word)
+{
+    GUdevClient *client = g_udev_client_new(NULL);
+    GUdevDevice *device = NULL;
+
+    if (optional(call, word + 1) != NULL)
+        device = g_udev_client_query_by_subsystem_and_name(client, call->words[word],
+                                                           call->words[word + 1]);
+    g_object_unref(client);
+    return device;
+}
+
 static const Command commands[] = {
     {"led", do_led},
     {"gpio", do_gpio},
@@ -710,6 +724,7 @@ act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
         if (words[0] != NULL) {
             const Call call = {manager, words, device};
             act_on(commands, &call);
+            act_on(net_commands, &call);
             act_on(serial_commands, &call);
         }
         g_strfreev(words);

@@ -21,4 +21,9 @@ guint probe_number(const Call *call, guint word);
 const char *probe_optional(const Call *call, guint word);
 void probe_result(const Call *call, gboolean done, GError *error);
 
+/* A device of the system by its subsystem and its name, two words of the call; the caller's. NULL
+ * for the name "-". */
+GUdevDevice *probe_device(const Call *call, guint word);
+
+extern const Command net_commands[];
 extern const Command serial_commands[];

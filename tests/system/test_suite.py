@@ -46,6 +46,7 @@ def make_disk():
     on_board = set(packages.fetch("the image", *lists("image")))
     files = [file for file in packages.fetch("the tests", *lists("tests")) if file not in on_board]
     binaries = [BUILD / "board/tarvelperimond-board",
+                BUILD / "board/libsocketcan-board.so",
                 BUILD / "plugins/libzolv-model-perimond-sim.so",
                 *sorted((BUILD / "tests/plugin").glob("*.so"))]
     stamp = Stamp(disk, [file.name for file in files], *binaries, TESTS, pathlib.Path(__file__))
