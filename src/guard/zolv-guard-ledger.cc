@@ -35,7 +35,7 @@ zolv::GuardLedger::strike(std::string_view sender, std::uint32_t serial)
     const bool wanted = call->wanted;
     share.bytes -= call->length;
     share.calls.erase(call);
-    if (share.calls.empty())
+    if (share.calls.empty() && senders_.size() > idle_at_most)
         senders_.erase(known);
     return wanted;
 }

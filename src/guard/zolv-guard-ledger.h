@@ -13,6 +13,9 @@ class GuardLedger {
   public:
     static constexpr std::size_t calls_at_most = 64;
     static constexpr std::size_t bytes_at_most = 256U << 10U;
+    /* So many senders are remembered that have none waiting: a sender calls more than once, and
+     * its entry is dear to make. */
+    static constexpr std::size_t idle_at_most = 32;
 
     /* Enters a call of @length bytes. A sender that has none waiting may have one of any length.
      * Returns false, and enters nothing, when its share is used up. */

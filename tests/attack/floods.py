@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Floods of calls and signals from one connection, COUNT seconds of each kind.
 
-While one lasts, another client's answers take at most 100 ms in 99 of 100 cases (more on a machine
-that is busy anyway), and the daemon's memory is at most 3 MB above that at the start."""
+While one lasts, another client's answers take at most 100 ms in 99 of 100 cases, and the daemon's
+memory is at most 3 MB above that at the start; both are more on a machine that is busy anyway."""
 
 import os
 import signal
@@ -13,7 +13,7 @@ import wire
 
 LED = (f"{attack.ROOT}/LED/READY", f"{attack.NAME}.Obj.LED", "GetState")
 KINDS = {
-    # Name: (call or signal, whether an answer is wanted, (path, interface, member), signature, values)
+    # (call or signal, whether an answer is wanted, (path, interface, member), signature, values)
     "GetState": (wire.CALL, False, LED, "", []),
     "GetState, answers wanted": (wire.CALL, True, LED, "", []),
     "GetManagedObjects": (wire.CALL, False, (
@@ -84,7 +84,9 @@ def run(count):
             if witness.percentile(99) > limit:
                 wrong.append(f"{name}: an answer took {witness.percentile(99):.3f} s, "
                              f"limit {limit:.3f}")
-            if target.memory_counts() and most > start + MEMORY_KIB:
+            # More waits in GDBus's queues where its thread seldom gets the processor.
+            room = MEMORY_KIB * max(1, attack.busy() / 4)
+            if target.memory_counts() and most > start + room:
                 wrong.append(f"{name}: memory grew from {start} to {most} KiB")
         attack.require(not wrong, "; ".join(wrong))
         target.require_same()
