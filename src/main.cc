@@ -96,6 +96,9 @@ main()
     const char *level = g_getenv("LOG_LEVEL");
     tvl_log_set_level(level != nullptr ? level : "INFO");
 
+    /* Other threads run loops on the default context, for sources that belong to this thread. One
+     * of them would take the context over as soon as the loop below ends: it is owned for good. */
+    g_main_context_acquire(nullptr);
     g_unix_signal_add(SIGTERM, termination_cb, nullptr);
     g_unix_signal_add(SIGINT, termination_cb, nullptr);
     /* The kernel reaps the children, so that none becomes a zombie. */

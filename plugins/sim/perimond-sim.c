@@ -149,6 +149,26 @@ static const struct {
     {"CAN1", "can0", 1000000, 30, "can1_enable"},
 };
 
+/* Ethernet ports that have their name from a table. */
+static const struct {
+    const char *name;
+    const char *interface;
+    const char *bootenv;
+} ethernets[] = {
+    {"LAN1", "lan0", "lan1_enable"},
+};
+
+/* Ethernet ports whose names are those of what is attached to their PHY, sooner or later. */
+#define PHY "/sys/devices/platform/mac1/mdio_bus/mac1-0/mac1-0:01"
+static const struct {
+    const char *name;
+    const char *mdio_device_path;
+    const char *attached_path;
+} phys[] = {
+    {"LAN2", PHY, PHY "/attached_dev"},
+};
+static ZolvEthernetPolling pollings[G_N_ELEMENTS(phys)];
+
 /* Digital inputs and outputs on one line each. */
 static const struct {
     const char *name;
@@ -305,6 +325,31 @@ create_cans(ZolvBaseManager *manager)
 }
 
 static void
+create_ethernets(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(ethernets); i++) {
+        ZolvEthernet *ethernet = ZOLV_ETHERNET(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_ETHERNET, ethernets[i].name));
+
+        zolv_ethernet_bind_bootenv(ethernet, ethernets[i].bootenv);
+        zolv_ethernet_init_iostate(ethernet, zolv_ethernet_enable_by_bootenv, NULL);
+        zolv_ethernet_define_device_name(ethernet, ethernets[i].interface); /* exports the object */
+    }
+    for (gsize i = 0; i < G_N_ELEMENTS(phys); i++) {
+        ZolvEthernet *ethernet = ZOLV_ETHERNET(
+            zolv_base_manager_create_new_object(manager, ZOLV_TYPE_ETHERNET, phys[i].name));
+
+        zolv_ethernet_init_iostate(ethernet, zolv_ethernet_enable_directly, NULL);
+        zolv_ethernet_export(ethernet);
+        pollings[i].ethernet = ethernet;
+        pollings[i].mdio_device_path = phys[i].mdio_device_path;
+        pollings[i].attached_path = phys[i].attached_path;
+        if (zolv_ethernet_check_net_dev_attached(&pollings[i]))
+            zolv_ethernet_poll_net_dev_attached_thread(&pollings[i]);
+    }
+}
+
+static void
 create_dios(ZolvBaseManager *manager)
 {
     for (gsize i = 0; i < G_N_ELEMENTS(single_dios); i++) {
@@ -399,6 +444,7 @@ platform_init(ZolvBaseManager *manager)
     create_consoles(manager);
     create_serial_ports(manager);
     create_cans(manager);
+    create_ethernets(manager);
     create_dios(manager);
 }
 

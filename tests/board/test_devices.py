@@ -72,6 +72,28 @@ class DevicesTest(perimond.BoardTest):
         self.assertTrue(event.startswith("move net eth0 "), event)
         self.assertIn("ID_NET_NAME=lan0", event)
 
+    def test_a_link_in_a_device_leads_to_another(self):
+        """As that of a PHY to the network device that its driver has attached."""
+        self.world.do("plug", "net", "eth0", "parent=platform/mac0", "ifindex=3")
+        self.world.do("plug", "mdio_bus", "phy:01", "parent=platform/mac0/mdio_bus/mac0")
+        path = "/sys/bus/mdio_bus/devices/phy:01/attached_dev"
+        self.assertEqual(self.found(path), "None")
+        self.world.do("link", "/sys/devices/platform/mac0/mdio_bus/mac0/phy:01/attached_dev",
+                      "../../../net/eth0")
+        self.assertEqual(self.found(path), "net eth0 eth0")
+        self.world.do("unplug", "net", "eth0")
+        self.assertEqual(self.found(path), "None")
+
+    def found(self, path):
+        """The device that a program finds at a path: subsystem, name, interface."""
+        return self.world.run("/usr/bin/python3", "-c", '''if True:
+            import sys, gi
+            gi.require_version("GUdev", "1.0")
+            from gi.repository import GUdev
+            device = GUdev.Client(subsystems=[]).query_by_sysfs_path(sys.argv[1])
+            print(*[device.get_subsystem(), device.get_name(), device.get_property("INTERFACE")]
+                  if device else [None])''', path).strip()
+
     def test_what_hangs_below_a_device_goes_before_it(self):
         self.world.do("plug", "usb", "1-1", "parent=platform/usb/usb1", "devtype=usb_device")
         self.world.do("plug", "tty", "ttyUSB0", "parent=platform/usb/usb1/1-1")

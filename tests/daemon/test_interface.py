@@ -13,6 +13,7 @@ KINDS = [  # which of the peripheral interfaces objects of the simulated board c
     "CAN",
     "Console",
     "DIO",
+    "Ethernet",
     "LED",
     "SerialPort",
 ]

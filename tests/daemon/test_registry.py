@@ -178,6 +178,7 @@ class TypeWordTest(ProbeTest):
         "LED": "led led-gpio",
         "DIO": "dio dio-dualgpio",
         "CAN": "can",
+        "Ethernet": "ethernet",
     }
 
     def test_each_class_has_its_word(self):

@@ -83,6 +83,7 @@ static const struct {
     {"buzzer-pwm", zolv_buzzer_pwm_get_type},
     {"can", zolv_can_get_type},
     {"console", zolv_console_get_type},
+    {"ethernet", zolv_ethernet_get_type},
 };
 
 static GType
