@@ -4,7 +4,7 @@ import os
 import time
 
 import perimond
-from perimond import wait_until
+from perimond import scaled, wait_until
 from serial_board import SerialTest
 
 # How often the adapter of RoundsTest is plugged in and pulled.
@@ -320,7 +320,8 @@ class RoundsTest(AdapterTest):
         # GLib ends threads of its pool that have nothing to do.
         self.assertLessEqual(after[0], threads)
         self.assertEqual(after[1], descriptors)
-        self.assertLess(after[2], resident + 1024)
+        if scaled(1) == 1:  # instrumented programs keep what was freed
+            self.assertLess(after[2], resident + 1024)
         self.assertEqual(len(self.log_of("Object destroyed")), 0)
 
 

@@ -513,6 +513,12 @@ class Type10Test(SerialTest):
         self.assertEqual(self.switched(), [("ttyX0", "rs485=0x13")])
         self.assertFalse(self.world.accesses("*/gpio/export"))
 
+    def test_a_line_that_cannot_be_is_told_and_the_port_is_there(self):
+        lines = self.define_port(-1)
+        self.assertIn("<warn>  [SerialPort/P1] Initialize port interface failed: "
+                      "Set GPIO pin -1 failed", lines)
+        self.assertEqual(self.objects(), ["SerialPort/P1"])
+
     def test_other_modes_are_refused(self):
         self.define_port(modes="0 1 2 3")
         self.switched()

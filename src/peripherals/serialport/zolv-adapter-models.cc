@@ -6,9 +6,6 @@
 
 namespace {
 
-using zolv::AdapterClass;
-using zolv::AdapterModel;
-
 constexpr std::array<guint, 1> rs232_only = {SERIALPORT_RS232};
 constexpr std::array<guint, 3> rs422_and_485 = {SERIALPORT_RS422, SERIALPORT_RS485_2W,
                                                 SERIALPORT_RS485_4W};
