@@ -25,8 +25,13 @@ class GuardInlet {
      * the answers of others have their turn. */
     ssize_t read(std::uint8_t *data, std::size_t size);
 
+    /* Bytes of the messages that it keeps, and of those that GDBus has and that are not forgotten.
+     */
+    std::size_t held() const { return available() + ready_.size(); }
+
   private:
     bool drain();
+    void forget_given();
     bool receive(std::size_t wanted);
     bool take_message();
     bool judge_message();

@@ -435,6 +435,21 @@ TEST_F(GuardTest, PassesALongMessageAndIsSmallAgain)
     EXPECT_EQ(received(), message + Sent{.serial = 6}.call());
 }
 
+TEST_F(GuardTest, KeepsNothingOfWhatGDBusHasWhileAFloodGoesOn)
+{
+    std::string part(4096, '\0');
+    auto *data = reinterpret_cast<std::uint8_t *>(part.data());
+
+    from_bus(Sent{.serial = 1}.call());
+    for (guint32 serial = 2; serial <= 3000; serial++) {
+        from_bus(Sent{.serial = serial}.call());
+        ASSERT_GT(guard_->inlet.read(data, part.size()), 0);
+        ASSERT_GT(write(Sent{.sender = nullptr}.reply_to(serial - 1, ":1.7")), 0);
+        ASSERT_NE(at_bus(), "");
+    }
+    EXPECT_LT(guard_->inlet.held(), 32U << 10U);
+}
+
 TEST_F(GuardTest, AsksForAnAnswerToEachCall)
 {
     from_bus(Sent{.answer = false}.call());
