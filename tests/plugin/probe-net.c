@@ -99,15 +99,20 @@ do_mdio(const Call *call)
 static ZolvEthernetPolling *
 polling_of(const Call *call)
 {
-    static GPtrArray *all;
-    ZolvEthernetPolling *polling = g_new0(ZolvEthernetPolling, 1);
+    static struct {
+        ZolvEthernetPolling polling;
+        char paths[2][128];
+    } all[16];
+    static gsize used;
 
+    g_assert(used < G_N_ELEMENTS(all));
+    ZolvEthernetPolling *polling = &all[used].polling;
+    char(*paths)[128] = all[used++].paths;
+    g_strlcpy(paths[0], call->words[2], sizeof paths[0]);
+    g_strlcpy(paths[1], call->words[3], sizeof paths[1]);
     polling->ethernet = ethernet(call);
-    polling->mdio_device_path = g_strdup(call->words[2]);
-    polling->attached_path = g_strdup(call->words[3]);
-    if (all == NULL)
-        all = g_ptr_array_new();
-    g_ptr_array_add(all, polling);
+    polling->mdio_device_path = paths[0];
+    polling->attached_path = paths[1];
     return polling;
 }
 
