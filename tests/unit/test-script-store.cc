@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gio/gio.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <string>
