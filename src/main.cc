@@ -11,13 +11,15 @@
 #include <glib-unix.h>
 #include <utility>
 
-#define BUS_NAME "com.tarvel.Perimond"
+namespace {
 
-static GMainLoop *loop;
-static ZolvBaseManager *manager;
-static guint owner_id;
+constexpr char bus_name[] = "com.tarvel.Perimond";
 
-static void
+GMainLoop *loop;
+ZolvBaseManager *manager;
+guint owner_id;
+
+void
 bus_acquired_cb(GDBusConnection *connection)
 {
     g_autoptr(GError) error = nullptr;
@@ -32,7 +34,7 @@ bus_acquired_cb(GDBusConnection *connection)
     }
 }
 
-static void
+void
 name_acquired_cb(GDBusConnection *, const gchar *name, gpointer)
 {
     _tvl_log(TVL_LOG_INFO, "[Manager] Acquired service name '%s'", name);
@@ -40,7 +42,7 @@ name_acquired_cb(GDBusConnection *, const gchar *name, gpointer)
     zolv_base_manager_start(manager);
 }
 
-static void
+void
 name_lost_cb(GDBusConnection *connection, const gchar *name, gpointer)
 {
     if (connection == nullptr)
@@ -51,22 +53,22 @@ name_lost_cb(GDBusConnection *connection, const gchar *name, gpointer)
     g_main_loop_quit(loop);
 }
 
-static void
+void
 bus_connected_cb(GObject *, GAsyncResult *result, gpointer)
 {
     const zolv::ObjectPtr<GDBusConnection> connection(
         zolv::connect_guarded_bus_finish(result, nullptr));
 
     if (!connection) {
-        name_lost_cb(nullptr, BUS_NAME, nullptr);
+        name_lost_cb(nullptr, bus_name, nullptr);
         return;
     }
     bus_acquired_cb(connection.get());
-    owner_id = g_bus_own_name_on_connection(connection.get(), BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE,
+    owner_id = g_bus_own_name_on_connection(connection.get(), bus_name, G_BUS_NAME_OWNER_FLAGS_NONE,
                                             name_acquired_cb, name_lost_cb, nullptr, nullptr);
 }
 
-static gboolean
+gboolean
 quit_cb(gpointer)
 {
     g_main_loop_quit(loop);
@@ -74,7 +76,7 @@ quit_cb(gpointer)
 }
 
 /* Fires once for each signal; a second one then ends the process by default. */
-static gboolean
+gboolean
 termination_cb(gpointer)
 {
     _tvl_log(TVL_LOG_INFO, "[Manager] Caught signal, Start to shutdown process");
@@ -84,6 +86,8 @@ termination_cb(gpointer)
     g_idle_add(quit_cb, nullptr);
     return G_SOURCE_REMOVE;
 }
+
+} // namespace
 
 int
 main()

@@ -11,9 +11,13 @@
 #include <cstring>
 #include <string>
 
-#define OBJECT_PATH_PREFIX "/com/tarvel/Perimond/"
-
 enum { PROP_NAME = 1, PROP_PERIPHERAL_TYPE };
+
+namespace {
+
+constexpr char object_path_prefix[] = "/com/tarvel/Perimond/";
+
+} // namespace
 
 struct _ZolvObjPrivate {
     explicit _ZolvObjPrivate(ZolvObj *obj);
@@ -48,7 +52,7 @@ update_id(ZolvObj *self)
     if (type == nullptr || name == nullptr)
         return;
     priv->id = std::string(type) + "/" + name;
-    priv->object_path = OBJECT_PATH_PREFIX + priv->id;
+    priv->object_path = object_path_prefix + priv->id;
     if (path_is_valid(priv))
         g_object_set(self, "g-object-path", priv->object_path.c_str(), nullptr);
 }

@@ -8,12 +8,11 @@
 namespace {
 
 using GetProperties = GVariant *(*)(GDBusInterfaceSkeleton *skeleton);
-using VariantPtr = std::unique_ptr<GVariant, zolv::Free<g_variant_unref>>;
 
 /* For the main loop alone: GDBus asks for the properties there, since the object manager and the
  * interfaces are registered there, and what a thread has to tell is set there, too. */
 struct Cache {
-    VariantPtr properties;
+    zolv::VariantPtr properties;
     bool announced = false;
 };
 

@@ -12,6 +12,7 @@ template <auto function> struct Free {
 };
 
 using CharPtr = std::unique_ptr<char, Free<g_free>>;
+using VariantPtr = std::unique_ptr<GVariant, Free<g_variant_unref>>;
 using ErrorPtr = std::unique_ptr<GError, Free<g_error_free>>;
 template <typename T> using ObjectPtr = std::unique_ptr<T, Free<g_object_unref>>;
 

@@ -38,14 +38,14 @@ fail_call(GError **error, const char *operation, const char *path)
     return false;
 }
 
-gboolean
+bool
 warn_open_failed(const char *path)
 {
     const int code = errno;
 
     _tvl_log(TVL_LOG_WARN, "[Common] open '%s' failed: %s", fit_text(path).c_str(),
              g_strerror(code));
-    return FALSE;
+    return false;
 }
 
 /* What of a buffer is text: the bytes transferred, up to a terminator among them. */
@@ -57,7 +57,7 @@ transferred_text(const void *buffer, ssize_t n_bytes)
     return fit_text(std::string_view(text, strnlen(text, static_cast<std::size_t>(n_bytes))));
 }
 
-gboolean
+bool
 read_once(int fd, const char *path, void *buffer, gsize length, GError **error)
 {
     const ssize_t n_read = read(fd, buffer, length);
@@ -69,7 +69,7 @@ read_once(int fd, const char *path, void *buffer, gsize length, GError **error)
     }
     ZOLV_DEBUG("[Common] Read \"%s\" from file \"%s\"", transferred_text(buffer, n_read).c_str(),
                fit_text(path).c_str());
-    return TRUE;
+    return true;
 }
 
 /* Reads the next line of @stream, or as much of it as fits, without its newline. */
@@ -124,7 +124,7 @@ class OtpMode {
     bool selected_;
 };
 
-gboolean
+bool
 read_otp_area(int fd, const char *path, guchar *data, gsize length, GError **error)
 {
     /* The kernel answers with every region that the chip has, at most a page of them. */
@@ -133,7 +133,7 @@ read_otp_area(int fd, const char *path, guchar *data, gsize length, GError **err
     if (ioctl(fd, OTPGETREGIONINFO, regions.data()) < 0)
         return fail_call(error, "otp get REGIONINFO", path);
     if (regions[0].locked == 0)
-        return FALSE;
+        return false;
     return read_once(fd, path, data, length, error);
 }
 
@@ -146,7 +146,7 @@ query_type(GFile *file, GError **error)
     return info != nullptr ? g_file_info_get_file_type(info) : G_FILE_TYPE_UNKNOWN;
 }
 
-gboolean
+bool
 delete_child(GFile *child, GFileType type, GError **error)
 {
     g_autofree char *path = g_file_get_path(child);
@@ -155,7 +155,7 @@ delete_child(GFile *child, GFileType type, GError **error)
                                          : zolv_helper_delete_file(path, error);
 }
 
-gboolean
+bool
 delete_children(GFile *directory, GError **error)
 {
     g_autoptr(GFileEnumerator) children = g_file_enumerate_children(
@@ -165,18 +165,18 @@ delete_children(GFile *directory, GError **error)
     GFile *child = nullptr;
 
     if (children == nullptr)
-        return FALSE;
+        return false;
     for (;;) {
         if (!g_file_enumerator_iterate(children, &info, &child, nullptr, error))
-            return FALSE;
+            return false;
         if (info == nullptr)
-            return TRUE;
+            return true;
 
         g_autoptr(GError) discarded = nullptr;
         if (!delete_child(child, g_file_info_get_file_type(info),
                           error != nullptr ? &discarded : nullptr) &&
             error != nullptr)
-            return TRUE;
+            return true;
     }
 }
 

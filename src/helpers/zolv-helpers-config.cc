@@ -42,7 +42,7 @@ load_settings(GError **error)
 }
 
 template <typename Read>
-gboolean
+bool
 get_setting(Read read)
 {
     g_autoptr(GError) error = nullptr;
@@ -51,15 +51,15 @@ get_setting(Read read)
     if (file == nullptr) {
         _tvl_log(TVL_LOG_WARN, "[Config] Failed to load config file: %s",
                  fit_text(error->message).c_str());
-        return FALSE;
+        return false;
     }
     read(file.get(), &error);
     if (error != nullptr) {
         _tvl_log(TVL_LOG_WARN, "[Config] Failed to read property from config file: %s",
                  fit_text(error->message).c_str());
-        return FALSE;
+        return false;
     }
-    return TRUE;
+    return true;
 }
 
 /* The file also stays under its own name until the save replaces it, in case that fails. */

@@ -1,6 +1,7 @@
 #include "helpers/zolv-helpers-ubootenv.h"
 
 #include "core/tvl-log-internal.h"
+#include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
 
@@ -20,17 +21,6 @@ constexpr char config_path[] = "/etc/fw_env.config";
 
 /* Built into the library. */
 constexpr char lock_path[] = "/var/lock/fw_printenv.lock";
-
-gboolean G_GNUC_PRINTF(2, 3) fail(GError **error, const char *format, ...)
-{
-    va_list arguments;
-
-    va_start(arguments, format);
-    if (error != nullptr)
-        *error = g_error_new_valist(ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED, format, arguments);
-    va_end(arguments);
-    return FALSE;
-}
 
 bool
 is_own_file(int fd)
@@ -74,15 +64,17 @@ class Environment {
     {
         if (libuboot_initialize(&context_, nullptr) < 0) {
             context_ = nullptr;
-            return fail(error, "libubootenv initialize failed");
+            return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, "libubootenv initialize failed");
         }
         if (libuboot_read_config(context_, config_path) < 0)
-            return fail(error, "libubootenv read config file '%s' error", config_path);
+            return zolv::failf(error, ZOLV_CORE_ERROR_FAILED,
+                               "libubootenv read config file '%s' error", config_path);
         if (!check_lock())
-            return fail(error, "libubootenv open failed");
+            return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, "libubootenv open failed");
         /* Even a failed opening keeps the lock, for which the next one would wait for ever. */
         opened_ = true;
-        return libuboot_open(context_) >= 0 || fail(error, "libubootenv open failed");
+        return libuboot_open(context_) >= 0 ||
+               zolv::fail(error, ZOLV_CORE_ERROR_FAILED, "libubootenv open failed");
     }
 
     uboot_ctx *context() const { return context_; }
@@ -100,9 +92,10 @@ store(const gchar *name, const gchar *value, GError **error)
     if (!environment.open(error))
         return false;
     if (libuboot_set_env(environment.context(), name, value) < 0)
-        return fail(error, "set '%s' to '%s' for ubootenv failed", fit_text(name).c_str(),
-                    fit_text(value).c_str());
-    return libuboot_env_store(environment.context()) >= 0 || fail(error, "store ubootenv failed");
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "set '%s' to '%s' for ubootenv failed",
+                           fit_text(name).c_str(), fit_text(value).c_str());
+    return libuboot_env_store(environment.context()) >= 0 ||
+           zolv::fail(error, ZOLV_CORE_ERROR_FAILED, "store ubootenv failed");
 }
 
 } // namespace
@@ -120,7 +113,8 @@ zolv_helper_get_ubootenv_variable(const gchar *name, gchar *dest, GError **error
         value.reset(libuboot_get_env(environment.context(), name));
     }
     if (value == nullptr || strlen(value.get()) >= ZOLV_UBOOTENV_VALUE_SIZE)
-        return fail(error, "read '%s' from ubootenv failed", fit_text(name).c_str());
+        return zolv::failf(error, ZOLV_CORE_ERROR_FAILED, "read '%s' from ubootenv failed",
+                           fit_text(name).c_str());
 
     ZOLV_DEBUG("[UBOOTENV] Read ubootenv \"%s\": \"%s\"", fit_text(name).c_str(),
                fit_text(value.get()).c_str());

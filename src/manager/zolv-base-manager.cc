@@ -46,6 +46,17 @@ find_service(const ServiceMap<Service> &services, const char *interface)
     return known != services.end() ? known->second.get() : nullptr;
 }
 
+bool
+read_boot_variable(const char *name, std::string &value, GError **error)
+{
+    std::array<char, ZOLV_UBOOTENV_VALUE_SIZE> buffer{};
+
+    if (!zolv_helper_get_ubootenv_variable(name, buffer.data(), error))
+        return false;
+    value = zolv::fit_text(buffer.data());
+    return true;
+}
+
 } // namespace
 
 /* The module is unmapped last: objects and sources may call into the plugin until they are gone. */
@@ -64,17 +75,6 @@ struct _ZolvBaseManagerPrivate {
     ServiceMap<ZolvSimLedService> sim_led_services;
     zolv::ObjectPtr<ZolvPartitionLedService> partition_led_service;
 };
-
-static bool
-read_boot_variable(const char *name, std::string &value, GError **error)
-{
-    std::array<char, ZOLV_UBOOTENV_VALUE_SIZE> buffer{};
-
-    if (!zolv_helper_get_ubootenv_variable(name, buffer.data(), error))
-        return false;
-    value = zolv::fit_text(buffer.data());
-    return true;
-}
 
 static bool
 identify_model(ZolvBaseManager *self, std::string &model, GError **error)

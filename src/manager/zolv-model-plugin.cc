@@ -7,9 +7,9 @@
 
 #include <utility>
 
-#define PLUGIN_PATH_FORMAT "/usr/lib/aarch64-linux-gnu/tarvelperimond/%s"
-
 namespace {
+
+constexpr char plugin_directory[] = "/usr/lib/aarch64-linux-gnu/tarvelperimond";
 
 template <typename Function>
 bool
@@ -29,7 +29,7 @@ find_symbol(GModule *module, const char *name, Function &function, GError **erro
 bool
 zolv::ModelPlugin::open(const char *file_name, GError **error)
 {
-    const CharPtr path(g_strdup_printf(PLUGIN_PATH_FORMAT, file_name));
+    const CharPtr path(g_build_filename(plugin_directory, file_name, nullptr));
 
     module_ = g_module_open(path.get(), G_MODULE_BIND_LAZY);
     if (module_ == nullptr) {

@@ -5,8 +5,12 @@
 
 enum { PROP_BASE_MANAGER = 1, PROP_INTERFACE };
 
-static constexpr GParamFlags construct_only =
+namespace {
+
+constexpr GParamFlags construct_only =
     G_PARAM_WRITABLE | G_PARAM_CONSTRUCT_ONLY | G_PARAM_STATIC_STRINGS;
+
+} // namespace
 
 void
 zolv::ServiceBase::install_properties(GObjectClass *klass, const char *manager_property,

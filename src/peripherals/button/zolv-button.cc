@@ -20,9 +20,7 @@
 #include <sys/eventfd.h>
 
 #define SCRIPT_DIRECTORY "/etc/tarvel/TarvelPerimond/button-scripts"
-#define DISABLED "disabled"
 #define USER_DEFINED "user-defined"
-#define USER_DEFINED_SCRIPT SCRIPT_DIRECTORY "/custom.script"
 
 using zolv::fit_text;
 using zolv::ScriptStore;
@@ -31,10 +29,13 @@ namespace {
 
 namespace faults = zolv::script_faults;
 
+constexpr char no_action[] = "disabled";
+constexpr char user_defined_script[] = SCRIPT_DIRECTORY "/custom.script";
+
 bool
 name_disabled(const zolv::ScriptRequest &request)
 {
-    return request.name == DISABLED;
+    return request.name == no_action;
 }
 
 bool
@@ -92,7 +93,7 @@ struct NumberedAction {
 };
 
 constexpr std::array numbered_actions = {
-    NumberedAction{'0', DISABLED},
+    NumberedAction{'0', no_action},
     NumberedAction{'1', "default"},
     NumberedAction{'2', USER_DEFINED},
 };
@@ -110,6 +111,35 @@ std::string
 cut_name(const char *name)
 {
     return std::string(name).substr(0, ScriptStore::max_name_length);
+}
+
+void
+wake_reader(int wake_fd)
+{
+    constexpr std::uint64_t one = 1;
+
+    /* A full counter wakes as well. */
+    [[maybe_unused]] const ssize_t n_written = write(wake_fd, &one, sizeof one);
+}
+
+/* A link that leads there already is not made anew at each start. */
+bool
+link_action(const char *script, const char *link)
+{
+    const zolv::CharPtr target(g_file_read_link(link, nullptr));
+
+    return g_strcmp0(target.get(), script) == 0 ||
+           zolv_helper_create_symlink(script, link, nullptr);
+}
+
+void
+create_user_defined_action()
+{
+    const std::string link = SCRIPT_DIRECTORY "/" USER_DEFINED + std::string(action_kind.suffix);
+
+    if (!g_file_test(link.c_str(), G_FILE_TEST_IS_SYMLINK) &&
+        !zolv_helper_create_symlink(user_defined_script, link.c_str(), nullptr))
+        _tvl_log(TVL_LOG_WARN, "Create user-defined action name failed\n");
 }
 
 } // namespace
@@ -197,16 +227,7 @@ handle_list_action(ZolvGdbusObjButton *skeleton, GDBusMethodInvocation *invocati
     return G_DBUS_METHOD_INVOCATION_HANDLED;
 }
 
-static void
-wake_reader(int wake_fd)
-{
-    constexpr std::uint64_t one = 1;
-
-    /* A full counter wakes as well. */
-    [[maybe_unused]] const ssize_t n_written = write(wake_fd, &one, sizeof one);
-}
-
-static gboolean
+static bool
 start_reader(ZolvButton *self, GError **error)
 {
     ZolvButtonPrivate *priv = self->priv;
@@ -241,26 +262,6 @@ _ZolvButtonPrivate::_ZolvButtonPrivate(ZolvButton *button)
 _ZolvButtonPrivate::~_ZolvButtonPrivate()
 {
     actions().deselect(action, zolv_obj_get_name(ZOLV_OBJ(self)));
-}
-
-/* A link that leads there already is not made anew at each start. */
-static bool
-link_action(const char *script, const char *link)
-{
-    const zolv::CharPtr target(g_file_read_link(link, nullptr));
-
-    return g_strcmp0(target.get(), script) == 0 ||
-           zolv_helper_create_symlink(script, link, nullptr);
-}
-
-static void
-create_user_defined_action()
-{
-    const std::string link = SCRIPT_DIRECTORY "/" USER_DEFINED + std::string(action_kind.suffix);
-
-    if (!g_file_test(link.c_str(), G_FILE_TEST_IS_SYMLINK) &&
-        !zolv_helper_create_symlink(USER_DEFINED_SCRIPT, link.c_str(), nullptr))
-        _tvl_log(TVL_LOG_WARN, "Create user-defined action name failed\n");
 }
 
 ZOLV_DEFINE_CLASS(ZolvButton, zolv_button, ZOLV_TYPE_OBJ)
@@ -375,14 +376,14 @@ zolv_button_set_action(ZolvButton *self, const char *action_name, GError **error
     ZOLV_ASSERT(action_name);
     ZolvButtonPrivate *priv = self->priv;
     const char *user = zolv_obj_get_name(ZOLV_OBJ(self));
-    const bool disabled = g_strcmp0(action_name, DISABLED) == 0;
+    const bool disabled = g_strcmp0(action_name, no_action) == 0;
 
     if (!disabled && !actions().exists(action_name))
         return zolv::fail(error, ZOLV_CORE_ERROR_INVAL_ARG, unknown_text);
     priv->action_script.clear();
     actions().deselect(priv->action, user);
     if (disabled) {
-        remember_action(self, DISABLED);
+        remember_action(self, no_action);
     } else if (actions().registered(action_name)) {
         remember_action(self, action_name);
         priv->action_script = actions().link_path(action_name);

@@ -14,11 +14,11 @@
 #include <unistd.h>
 #include <vector>
 
-#define HOOK_DIRECTORY "/etc/tarvel/TarvelPerimond/dio-scripts"
-#define HOOK_SUFFIX ".hook"
-#define NO_HOOK "none"
-
 namespace {
+
+constexpr char hook_directory[] = "/etc/tarvel/TarvelPerimond/dio-scripts";
+constexpr char hook_suffix[] = ".hook";
+constexpr char no_hook[] = "none";
 
 namespace faults = zolv::script_faults;
 using DirectoryPtr = std::unique_ptr<DIR, zolv::Free<closedir>>;
@@ -35,7 +35,7 @@ constexpr std::array add_refusals = {
     zolv::ScriptRefusal{faults::name_malformed, ZOLV_CORE_ERROR_INVAL_FILE_NAME,
                         "Hook name only allows uppercase letters, lowercase letters, numbers, "
                         "\"-\" and \"_\""},
-    zolv::ScriptRefusal{[](const zolv::ScriptRequest &request) { return request.name == NO_HOOK; },
+    zolv::ScriptRefusal{[](const zolv::ScriptRequest &request) { return request.name == no_hook; },
                         ZOLV_CORE_ERROR_INVAL_FILE_NAME,
                         "Hook name reserved keywords cannot be used"},
     zolv::ScriptRefusal{faults::name_taken, ZOLV_CORE_ERROR_INVAL_ARG,
@@ -56,8 +56,8 @@ constexpr std::array remove_refusals = {
 };
 
 constexpr zolv::ScriptKind hook_kind = {
-    .directory = HOOK_DIRECTORY,
-    .suffix = HOOK_SUFFIX,
+    .directory = hook_directory,
+    .suffix = hook_suffix,
     .add_refusals = add_refusals,
     .copy_failed = "Copy source hook script failed",
     .mode_failed = "Change hook script permission failed",
@@ -156,7 +156,7 @@ zolv::DioHook::load()
     const std::string name = stored_name_.read_or_store("");
 
     if (name.empty())
-        zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
+        zolv_gdbus_obj_dio_set_hook_name(skeleton_, no_hook);
     else if (store().registered(name))
         select_registered(name.c_str());
 }
@@ -164,10 +164,10 @@ zolv::DioHook::load()
 bool
 zolv::DioHook::select_none(GError **error)
 {
-    if (g_strcmp0(zolv_gdbus_obj_dio_get_hook_name(skeleton_), NO_HOOK) == 0)
+    if (g_strcmp0(zolv_gdbus_obj_dio_get_hook_name(skeleton_), no_hook) == 0)
         return fail(error, ZOLV_CORE_ERROR_NOT_PERMIT, "DI does not set any hook script");
     stored_name_.store("");
-    zolv_gdbus_obj_dio_set_hook_name(skeleton_, NO_HOOK);
+    zolv_gdbus_obj_dio_set_hook_name(skeleton_, no_hook);
     deselect();
     name_.clear();
     return true;
@@ -176,7 +176,7 @@ zolv::DioHook::select_none(GError **error)
 bool
 zolv::DioHook::select(const char *name, GError **error)
 {
-    if (g_strcmp0(name, NO_HOOK) == 0)
+    if (g_strcmp0(name, no_hook) == 0)
         return select_none(error);
     if (!store().exists(name))
         return fail(error, ZOLV_CORE_ERROR_INVAL_ARG, "Hook name is not exist");
@@ -204,9 +204,9 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
 {
     /* NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else reads this stream */
     while (const dirent *entry = readdir(directory)) {
-        g_autofree char *link = g_build_filename(HOOK_DIRECTORY, entry->d_name, nullptr);
+        g_autofree char *link = g_build_filename(hook_directory, entry->d_name, nullptr);
         g_autoptr(GError) error = nullptr;
-        if (!g_str_has_suffix(link, HOOK_SUFFIX) || !g_file_test(link, G_FILE_TEST_IS_SYMLINK))
+        if (!g_str_has_suffix(link, hook_suffix) || !g_file_test(link, G_FILE_TEST_IS_SYMLINK))
             continue;
         g_autofree char *target = g_file_read_link(link, &error);
         if (target == nullptr) {
@@ -214,7 +214,7 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
                      fit_text(error->message).c_str());
             continue;
         }
-        g_autofree char *absolute = g_canonicalize_filename(target, HOOK_DIRECTORY);
+        g_autofree char *absolute = g_canonicalize_filename(target, hook_directory);
         if (g_strcmp0(absolute, script) == 0) {
             ZOLV_OBJ_DEBUG(obj_, "Found .hook symlink pointing to %s\n", script);
             return true;
@@ -226,11 +226,11 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
 bool
 zolv::DioHook::is_orphan(const ScriptSource &source) const
 {
-    const DirectoryPtr directory(opendir(HOOK_DIRECTORY));
+    const DirectoryPtr directory(opendir(hook_directory));
     const char *script = source.path().c_str();
 
     if (directory == nullptr) {
-        zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", HOOK_DIRECTORY,
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", hook_directory,
                      g_strerror(errno));
         return false;
     }
@@ -301,7 +301,7 @@ void
 zolv::DioHook::convert_orphan()
 {
     g_autofree char *script =
-        g_strdup_printf("%s/%s.script", HOOK_DIRECTORY, zolv_obj_get_name(obj_));
+        g_strdup_printf("%s/%s.script", hook_directory, zolv_obj_get_name(obj_));
 
     const ScriptSource source(script);
     if (!is_orphan(source))

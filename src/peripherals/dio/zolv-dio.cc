@@ -13,8 +13,12 @@
 #include "peripherals/dio/zolv-dio-watcher.h"
 #include "tvl-log.h"
 
+namespace {
+
 /* How the bus shows a line that is not there. */
-static constexpr guint no_gpio_pin = G_MAXUINT;
+constexpr guint no_gpio_pin = G_MAXUINT;
+
+} // namespace
 
 /* Members are destroyed bottom up: the watcher goes before the hook that it looks at. */
 struct _ZolvDIOPrivate {

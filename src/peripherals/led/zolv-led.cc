@@ -9,8 +9,12 @@
 #include "helpers/zolv-helpers-sysfs-led.h"
 #include "peripherals/led/zolv-led-state.h"
 
-#define TRIGGER_NONE "none"
-#define TRIGGER_HEARTBEAT "heartbeat"
+namespace {
+
+constexpr char trigger_none[] = "none";
+constexpr char trigger_heartbeat[] = "heartbeat";
+
+} // namespace
 
 struct _ZolvLEDPrivate {
     explicit _ZolvLEDPrivate(ZolvLED *self);
@@ -43,9 +47,9 @@ handle_get_state(ZolvGdbusObjLED *skeleton, GDBusMethodInvocation *invocation, Z
 }
 
 static bool
-check_label(const char *label, GError **error)
+check_label(ZolvLED *self, GError **error)
 {
-    return zolv::check_defined(label != nullptr, "LED label is not set", error);
+    return zolv::check_defined(zolv_led_get_label(self) != nullptr, "LED label is not set", error);
 }
 
 static gboolean
@@ -53,11 +57,11 @@ led_set_state(ZolvLED *self, guint state, GError **error)
 {
     const char *label = zolv_led_get_label(self);
 
-    if (!check_label(label, error))
+    if (!check_label(self, error))
         return FALSE;
     if (state == zolv::led_heartbeat)
-        return zolv_helper_set_sysfs_led_trigger(label, TRIGGER_HEARTBEAT, error);
-    return zolv_helper_set_sysfs_led_trigger(label, TRIGGER_NONE, error) &&
+        return zolv_helper_set_sysfs_led_trigger(label, trigger_heartbeat, error);
+    return zolv_helper_set_sysfs_led_trigger(label, trigger_none, error) &&
            zolv_helper_set_sysfs_led_brightness(label, state, error);
 }
 
@@ -67,11 +71,11 @@ led_get_state(ZolvLED *self, guint *state, GError **error)
     const char *label = zolv_led_get_label(self);
     g_autofree char *trigger = nullptr;
 
-    if (!check_label(label, error) || !zolv_helper_get_sysfs_led_trigger(label, &trigger, error))
+    if (!check_label(self, error) || !zolv_helper_get_sysfs_led_trigger(label, &trigger, error))
         return FALSE;
-    if (g_strcmp0(trigger, TRIGGER_NONE) == 0)
+    if (g_strcmp0(trigger, trigger_none) == 0)
         return zolv_helper_get_sysfs_led_brightness(label, state, error);
-    if (g_strcmp0(trigger, TRIGGER_HEARTBEAT) != 0)
+    if (g_strcmp0(trigger, trigger_heartbeat) != 0)
         return zolv::fail(error, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE,
                           "LED is in an unknown state");
     *state = zolv::led_heartbeat;

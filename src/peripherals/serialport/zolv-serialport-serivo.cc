@@ -16,6 +16,17 @@ namespace {
 
 constexpr int open_tries = 5;
 
+std::optional<std::string>
+name_of(GUdevDevice *device, const char *attached_interface)
+{
+    const char *full_model_name = g_udev_device_get_property(device, "ID_MODEL");
+    const char *const *links = g_udev_device_get_device_file_symlinks(device);
+
+    ZOLV_ASSERT(full_model_name != NULL);
+    ZOLV_ASSERT(links[0] != NULL);
+    return zolv::adapter_port_name(attached_interface, full_model_name, links[0]);
+}
+
 } // namespace
 
 struct _ZolvSerialPortSerivoPrivate {};
@@ -41,17 +52,6 @@ ZOLV_DEFINE_CLASS(ZolvSerialPortSerivo, zolv_serialport_serivo, ZOLV_TYPE_SERIAL
     port_class->check_ready = serialport_serivo_check_ready;
     port_class->set_interface = zolv::set_mode_by_port_field;
     port_class->get_interface = zolv::get_mode_by_port_field;
-}
-
-static std::optional<std::string>
-name_of(GUdevDevice *device, const char *attached_interface)
-{
-    const char *full_model_name = g_udev_device_get_property(device, "ID_MODEL");
-    const char *const *links = g_udev_device_get_device_file_symlinks(device);
-
-    ZOLV_ASSERT(full_model_name != NULL);
-    ZOLV_ASSERT(links[0] != NULL);
-    return zolv::adapter_port_name(attached_interface, full_model_name, links[0]);
 }
 
 void

@@ -7,6 +7,17 @@
 #include "peripherals/serialport/zolv-serial-ioctl.h"
 #include "peripherals/serialport/zolv-serialport-internal.h"
 
+namespace {
+
+bool
+drive_pin(const zolv::GpioLine &pin, guint level, GError **error)
+{
+    return pin.number() == 0 || pin.drive(level, nullptr) ||
+           zolv::failf(error, ZOLV_CORE_ERROR_DEVICE_IO, "Set GPIO pin %d failed", pin.number());
+}
+
+} // namespace
+
 struct _ZolvSerialPortType10Private {
     explicit _ZolvSerialPortType10Private(ZolvSerialPortType10 *self)
         : interface(ZOLV_OBJ(self), "Interface")
@@ -21,13 +32,6 @@ static gboolean
 serialport_type10_check_ready(ZolvSerialPort *port)
 {
     return zolv::has_device(port) && ZOLV_SERIALPORT_TYPE10(port)->priv->pin.has_value();
-}
-
-static bool
-drive_pin(const zolv::GpioLine &pin, guint level, GError **error)
-{
-    return pin.number() == 0 || pin.drive(level, nullptr) ||
-           zolv::failf(error, ZOLV_CORE_ERROR_DEVICE_IO, "Set GPIO pin %d failed", pin.number());
 }
 
 static gboolean

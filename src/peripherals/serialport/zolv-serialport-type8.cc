@@ -6,9 +6,13 @@
 
 #include <cstring>
 
+namespace {
+
 /* The card's two ports. */
-#define FIRST_PORT "/dev/ttyV0"
-#define SECOND_PORT "/dev/ttyV1"
+constexpr char first_port[] = "/dev/ttyV0";
+constexpr char second_port[] = "/dev/ttyV1";
+
+} // namespace
 
 struct _ZolvSerialPortType8Private {};
 
@@ -16,8 +20,8 @@ static gboolean
 serialport_type8_set_interface(ZolvSerialPort *port, guint mode, GError **error)
 {
     if (mode == SERIALPORT_RS485_2W)
-        return zolv::set_op_mode(FIRST_PORT, mode, error) &&
-               zolv::set_op_mode(SECOND_PORT, mode, error);
+        return zolv::set_op_mode(first_port, mode, error) &&
+               zolv::set_op_mode(second_port, mode, error);
     return zolv::set_op_mode(zolv_serialport_get_device(port), mode, error);
 }
 
@@ -31,8 +35,8 @@ serialport_type8_get_interface(ZolvSerialPort *port, guint *mode, GError **error
 
     if (!zolv::get_op_mode(device, &own, error))
         return FALSE;
-    if (strcmp(device, SECOND_PORT) == 0) {
-        if (!zolv::get_op_mode(FIRST_PORT, &first, error))
+    if (strcmp(device, second_port) == 0) {
+        if (!zolv::get_op_mode(first_port, &first, error))
             return FALSE;
         own = first == SERIALPORT_RS485_2W ? SERIALPORT_RS485_2W : SERIALPORT_NO_INTERFACE;
     }

@@ -12,21 +12,21 @@ constexpr guint mode_mask = 0xf;
 constexpr guint pull_up_down_bit = 0x10;
 constexpr guint terminator_bit = 0x20;
 
-} // namespace
-
-struct _ZolvSerialPortType9Private {};
-
-static bool
+bool
 is_rs485(guint mode)
 {
     return (mode & ~2U) == SERIALPORT_RS485_2W;
 }
 
-static guint
+guint
 bit_if_on(const zolv::StoredSwitch &which, guint bit)
 {
     return which.published() == zolv::StoredSwitch::on ? bit : 0;
 }
+
+} // namespace
+
+struct _ZolvSerialPortType9Private {};
 
 static gboolean
 serialport_type9_set_interface(ZolvSerialPort *port, guint mode, GError **error)

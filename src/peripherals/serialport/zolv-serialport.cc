@@ -38,6 +38,13 @@ constexpr zolv::SwitchRules terminator_rules = {
                "Cannot set terminator for not applicable device"},
 };
 
+zolv::VariantPtr
+list_of(guint count, const guint *values)
+{
+    return zolv::VariantPtr(g_variant_ref_sink(
+        g_variant_new_fixed_array(G_VARIANT_TYPE_UINT32, values, count, sizeof *values)));
+}
+
 } // namespace
 
 struct _ZolvSerialPortPrivate {
@@ -240,12 +247,6 @@ zolv::terminator(ZolvSerialPort *port)
     return port->priv->terminator;
 }
 
-static GVariant *
-list_of(guint count, const guint *values)
-{
-    return g_variant_new_fixed_array(G_VARIANT_TYPE_UINT32, values, count, sizeof *values);
-}
-
 /* An adapter that is plugged in again defines its modes again. */
 void
 zolv_serialport_define_supported_interfaces(ZolvSerialPort *self, guint count, const guint *values)
@@ -256,7 +257,7 @@ zolv_serialport_define_supported_interfaces(ZolvSerialPort *self, guint count, c
         if (std::ranges::find(known, mode) == known.end())
             known.push_back(mode);
     zolv_gdbus_obj_serial_port_set_supported_interfaces(self->priv->skeleton.get(),
-                                                        list_of(count, values));
+                                                        list_of(count, values).get());
 }
 
 /* What is published only. */
@@ -265,7 +266,7 @@ zolv_serialport_define_supported_interfaces(ZolvSerialPort *self, guint count, c
                                                  const guint *values)                              \
     {                                                                                              \
         zolv_gdbus_obj_serial_port_set_supported_##list(self->priv->skeleton.get(),                \
-                                                        list_of(count, values));                   \
+                                                        list_of(count, values).get());             \
     }                                                                                              \
     static_assert(true) /* takes the semicolon */
 
