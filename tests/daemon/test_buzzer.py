@@ -41,6 +41,23 @@ class ProbedBuzzerTest(ProbeTest):
         self.act("buzzer-pin Buzzer/X 9")
         self.assertEqual((buzzer.get("GPIOPin"), buzzer.get("DeviceType")), (9, 0))
 
+    def test_a_second_definition_that_fails_still_moves_it_to_the_new_line(self):
+        self.act("create buzzer-gpio X", "buzzer-gpio Buzzer/X 6 1")
+        buzzer = self.bus_object("Buzzer/X")
+        self.world.do("fail", "*/gpio7/direction", "write", "EIO", 1)
+        self.assertEqual([line for line in self.act("buzzer-gpio Buzzer/X 7 1")
+                          if "[Common]" not in line], [])
+        self.assertEqual(buzzer.get("GPIOPin"), 7)
+        buzzer.SetState(1)
+        self.assertEqual([self.world.do("read", 6), self.world.do("read", 7)], ["0\n", "1\n"])
+
+    def test_a_second_definition_that_fails_still_counts_its_direction(self):
+        self.act("create buzzer-gpio X", "buzzer-gpio Buzzer/X 6 1")
+        self.world.do("fail", "*/gpio6/direction", "write", "EIO", 1)
+        self.act("buzzer-gpio Buzzer/X 6 0")
+        with self.assertBusError("OperationNotPermitted", "Buzzer pin should be set to input"):
+            self.bus_object("Buzzer/X").SetState(1)
+
     def test_a_tone_that_fails_succeeds_and_leaves_its_first_error(self):
         self.act("buzzer-pwm X")
         self.assertEqual(self.probe("buzz Buzzer/X 1"), "OK: no error")

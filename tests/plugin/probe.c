@@ -275,6 +275,14 @@ do_buzzer_pin(const Call *call)
     zolv_buzzer_define_gpio(ZOLV_BUZZER(obj(call)), atoi(call->words[2]));
 }
 
+/* buzzer-gpio ID PIN DIRECTION */
+static void
+do_buzzer_gpio(const Call *call)
+{
+    zolv_buzzer_gpio_define_gpio(ZOLV_BUZZER_GPIO(obj(call)), atoi(call->words[2]),
+                                 number(call, 3));
+}
+
 /* buzzer-pwm NAME */
 static void
 do_buzzer_pwm(const Call *call)
@@ -694,6 +702,7 @@ static const Command commands[] = {
     {"bare-signal", do_bare_signal},
     {"pause", do_pause},
     {"await", do_await},
+    {"buzzer-gpio", do_buzzer_gpio},
     {"buzzer-pwm", do_buzzer_pwm},
     {"buzz", do_buzz},
     {"lone", do_lone},

@@ -17,6 +17,7 @@ struct _ZolvBuzzerGPIOPrivate {
     bool set_state(guint state, GError **error) const;
 
     zolv::GpioLine line;
+    bool pin_defined = false; /* the line once took the direction of a definition */
 };
 
 _ZolvBuzzerGPIOPrivate::~_ZolvBuzzerGPIOPrivate()
@@ -30,7 +31,7 @@ _ZolvBuzzerGPIOPrivate::~_ZolvBuzzerGPIOPrivate()
 bool
 _ZolvBuzzerGPIOPrivate::check_line(GError **error) const
 {
-    return zolv::check_defined(line.defined(), "Buzzer pin is not set", error);
+    return zolv::check_defined(pin_defined, "Buzzer pin is not set", error);
 }
 
 bool
@@ -71,14 +72,15 @@ zolv_buzzer_gpio_define_gpio(ZolvBuzzerGPIO *self, int pin, guint direction)
     ZOLV_ASSERT(ZOLV_IS_BUZZER_GPIO(self));
     ZOLV_ASSERT(pin >= 0);
     ZOLV_ASSERT(direction == GPIO_DIRECTION_IN || direction == GPIO_DIRECTION_OUT);
-    const zolv::GpioLine line(pin, direction);
+    ZolvBuzzerGPIOPrivate *priv = self->priv;
     ZolvBuzzer *buzzer = ZOLV_BUZZER(self);
     const ZolvBuzzerClass *klass = ZOLV_BUZZER_GET_CLASS(self);
 
+    priv->line.define(pin, direction);
     klass->set_gpio_pin(buzzer, pin);
     klass->set_device_type(buzzer, ZOLV_BUZZER_DEVICE_TYPE_GPIO);
-    if (!line.apply_direction(nullptr))
+    if (!priv->line.apply_direction(nullptr))
         return;
-    self->priv->line = line;
+    priv->pin_defined = true;
     klass->export_obj(buzzer);
 }
