@@ -236,3 +236,10 @@ zolv_obj_log(ZolvObj *self, int level, const char *format, ...)
     zolv::log_line(level, self->priv->id.c_str(), format, arguments);
     va_end(arguments);
 }
+
+void
+zolv_obj_log_failed_step(ZolvObj *self, const char *text)
+{
+    _tvl_log(TVL_LOG_ERROR, "%s", text);
+    zolv_obj_log(self, TVL_LOG_WARN, "Definition: %s", text);
+}

@@ -6,6 +6,10 @@
 /* Writes a line about an object, its id in brackets first. */
 void zolv_obj_log(ZolvObj *self, int level, const char *format, ...) G_GNUC_PRINTF(3, 4);
 
+/* A step of a definition failed: an error line of @text, which names no object, and a warning that
+ * tells whose definition it is. */
+void zolv_obj_log_failed_step(ZolvObj *self, const char *text);
+
 /* The same as ZOLV_DEBUG(). */
 #define ZOLV_OBJ_DEBUG(self, ...)                                                                  \
     do {                                                                                           \

@@ -500,6 +500,8 @@ class ReservedActionTest(ActionsTest):
         self.start_daemon()
         self.assertIn(f"<warn>  Reserved script is not exist: {DIRECTORY}/factory-reset.script",
                       self.log_lines())
+        self.assertIn("<warn>  [Button/RESET] Definition: no script for action 'factory-reset'",
+                      self.log_lines())
         self.assertNotIn("factory-reset.action", self.entries())
         self.button.AddAction("factory-reset", self.source("mine.sh"))
 
@@ -507,6 +509,8 @@ class ReservedActionTest(ActionsTest):
         self.link("factory-reset", "/nowhere")
         self.start_daemon()
         self.assertIn("<warn>  Create reserved action name 'factory-reset' failed",
+                      self.log_lines())
+        self.assertIn("<warn>  [Button/RESET] Definition: no link for action 'factory-reset'",
                       self.log_lines())
         self.assertIn(("factory-reset", True, "/nowhere"), self.button.ListAction())
 

@@ -229,6 +229,8 @@ class UnreachableSpeakerTest(BuzzerTest):
         self.start_daemon()
         self.assertIn("<warn>  [Buzzer Pcspkr] Failed to disable beep: "
                       f"Cannot open {SPEAKER_NODE}", self.log_lines())
+        self.assertIn(f"<warn>  [Buzzer/SPEAKER] Definition: Cannot open {SPEAKER_NODE}",
+                      self.log_lines())
         self.assertNotIn("Buzzer/SPEAKER", self.objects())
         self.stop_daemon()
         self.assertIn("<warn>  [Buzzer/SPEAKER] failed to turn off buzzer "

@@ -327,6 +327,8 @@ class UnreachableLineTest(DioTest):
         self.world.do("fail", "*/gpio24/direction", "write", "EIO")
         self.start_daemon()
         self.assertIn("<error> Set GPIO direction for pin failed", self.log_lines())
+        self.assertIn("<warn>  [DIO/DO1] Definition: Set GPIO direction for pin failed",
+                      self.log_lines())
         self.assertIn("DIO/DO1", self.objects())
 
     def test_a_line_that_has_its_direction_is_not_written(self):

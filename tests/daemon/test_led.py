@@ -398,6 +398,14 @@ class GpioDefinitionTest(LedTest):
         accesses, _ = self.definition("4")
         self.assertIn(("write", "active_low", "1"), accesses)
 
+    def test_a_failed_step_names_the_led(self):
+        self.world.do("fail", "/sys/class/gpio/gpio7/*", "write", "EIO")
+        lines = self.act("gpio NEW 7 0")
+        named = [line for line in lines if "Definition" in line]
+        self.assertEqual(named, ["<warn>  [LED/NEW] Definition: Set GPIO active low failed",
+                                 "<warn>  [LED/NEW] Definition: Set GPIO direction for pin failed"])
+        self.assertEqual(lines[lines.index(named[0]) - 1], "<error> Set GPIO active low failed")
+
     def test_a_failed_active_low_is_logged_and_the_definition_goes_on(self):
         self.world.do("fail", "/sys/class/gpio/gpio7/active_low", "write", "EIO")
         accesses, errors = self.definition("1")

@@ -288,13 +288,18 @@ zolv_button_define_reserved_action_script(ZolvButton *self, const char *script,
 
     if (access(path.c_str(), F_OK) != 0) {
         _tvl_log(TVL_LOG_WARN, "Reserved script is not exist: %s\n", fit_text(path).c_str());
+        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "Definition: no script for action '%s'",
+                     fit_text(action_name).c_str());
         return;
     }
     /* The link would take the script's place. */
     const bool to_itself = path == link;
-    if (to_itself || !link_action(path.c_str(), link.c_str()))
+    if (to_itself || !link_action(path.c_str(), link.c_str())) {
         _tvl_log(TVL_LOG_WARN, "Create reserved action name '%s' failed\n",
                  fit_text(action_name).c_str());
+        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "Definition: no link for action '%s'",
+                     fit_text(action_name).c_str());
+    }
     actions().reserve(action_name);
 }
 

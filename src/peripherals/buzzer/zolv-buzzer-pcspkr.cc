@@ -99,6 +99,7 @@ zolv_buzzer_pcspkr_define(ZolvBuzzerPcspkr *self, const char *devfile)
     ZOLV_BUZZER_GET_CLASS(self)->set_device_type(buzzer, ZOLV_BUZZER_DEVICE_TYPE_PCSPKR);
     if (!self->priv->set_state(0, &error)) {
         _tvl_log(TVL_LOG_WARN, "[Buzzer Pcspkr] Failed to disable beep: %s", error->message);
+        zolv_obj_log(ZOLV_OBJ(self), TVL_LOG_WARN, "Definition: %s", error->message);
         return;
     }
     ZOLV_BUZZER_GET_CLASS(self)->export_obj(buzzer);

@@ -307,7 +307,7 @@ zolv_dio_define_gpio(ZolvDIO *self, int pin, guint direction)
     /* A line whose direction cannot be read may still take one. */
     if ((!line.read_direction(&current, nullptr) || current != direction) &&
         !line.apply_direction(nullptr))
-        _tvl_log(TVL_LOG_ERROR, "Set GPIO direction for pin failed");
+        zolv_obj_log_failed_step(ZOLV_OBJ(self), "Set GPIO direction for pin failed");
     klass->export_obj(self);
 }
 

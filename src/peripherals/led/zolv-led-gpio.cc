@@ -3,6 +3,7 @@
 #include "core/zolv-assert.h"
 #include "core/zolv-class.h"
 #include "core/zolv-fail.h"
+#include "core/zolv-obj-log.h"
 #include "core/zolv-worker.h"
 #include "helpers/zolv-gpio-line.h"
 #include "peripherals/led/zolv-led-state.h"
@@ -125,14 +126,15 @@ zolv_led_gpio_define_gpio(ZolvLEDGPIO *self, int pin, gboolean active_low)
     ZOLV_ASSERT(ZOLV_IS_LED_GPIO(self));
     ZOLV_ASSERT(pin >= 0);
     zolv::GpioLine &line = self->priv->line;
+    ZolvObj *obj = ZOLV_OBJ(self);
     guint direction = GPIO_DIRECTION_IN;
 
     line.define(pin, GPIO_DIRECTION_OUT);
     if (!line.set_active_low(active_low, nullptr))
-        _tvl_log(TVL_LOG_ERROR, "Set GPIO active low failed");
+        zolv_obj_log_failed_step(obj, "Set GPIO active low failed");
     if (!line.read_direction(&direction, nullptr))
-        _tvl_log(TVL_LOG_ERROR, "Get GPIO direction failed");
+        zolv_obj_log_failed_step(obj, "Get GPIO direction failed");
     if (direction != GPIO_DIRECTION_OUT && !line.apply_direction(nullptr))
-        _tvl_log(TVL_LOG_ERROR, "Set GPIO direction for pin failed");
-    zolv_obj_export(ZOLV_OBJ(self));
+        zolv_obj_log_failed_step(obj, "Set GPIO direction for pin failed");
+    zolv_obj_export(obj);
 }
