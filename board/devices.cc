@@ -63,6 +63,23 @@ key_of(const std::string &subsystem, const std::string &name)
     return subsystem + "/" + name;
 }
 
+std::string
+uevent_text(const Device &device)
+{
+    std::string text;
+
+    if (device.major != 0)
+        text += "MAJOR=" + std::to_string(device.major) +
+                "\nMINOR=" + std::to_string(device.minor) + "\n";
+    if (!device.node.empty())
+        text += "DEVNAME=" + device.node + "\n";
+    if (!device.devtype.empty())
+        text += "DEVTYPE=" + device.devtype + "\n";
+    if (device.ifindex != 0)
+        text += "INTERFACE=" + device.name + "\nIFINDEX=" + std::to_string(device.ifindex) + "\n";
+    return text;
+}
+
 /* The number that says when udev had set a device up; any non-zero one will do. */
 std::string
 initialized_at()
@@ -138,79 +155,98 @@ Devices::write_database(const Device &device) const
     }
 }
 
-std::shared_ptr<Directory>
-Devices::add(Device device)
+Devices::Place
+Devices::place_of(const Device &device) const
 {
-    std::string key = key_of(device.subsystem, device.name);
-    bool bus = on_bus(device.subsystem);
+    Place place;
     std::string parent =
         device.parent.starts_with("/sys/") ? device.parent.substr(5) : "devices/" + device.parent;
-    std::string group = bus ? "bus/" + device.subsystem + "/devices" : "class/" + device.subsystem;
 
-    if (devices_.contains(key))
-        return nullptr;
-    auto above = std::dynamic_pointer_cast<Directory>(root_.resolve("sys/" + parent));
-    if (!above)
-        above = root_.make("sys/" + parent);
-    /* Classes have a folder between the device and its parent, unless the parent is of the class;
-     * an event node of an input device is its direct child. */
-    auto in_class = std::dynamic_pointer_cast<Link>(above->find("subsystem"));
-    bool direct = bus || (in_class && in_class->target().ends_with("/" + device.subsystem));
+    place.on_bus = on_bus(device.subsystem);
+    place.group =
+        place.on_bus ? "bus/" + device.subsystem + "/devices" : "class/" + device.subsystem;
+    place.above = std::dynamic_pointer_cast<Directory>(root_.resolve("sys/" + parent));
+    if (!place.above)
+        place.above = root_.make("sys/" + parent);
+    auto in_class = std::dynamic_pointer_cast<Link>(place.above->find("subsystem"));
+    place.direct =
+        place.on_bus || (in_class && in_class->target().ends_with("/" + device.subsystem));
+    return place;
+}
+
+std::shared_ptr<Directory>
+Devices::make_folder(Device &device) const
+{
+    const Place place = place_of(device);
     auto folder = std::make_shared<Directory>();
-    folder->set_alias("/sys/" + group + "/" + device.name);
-    auto home = direct ? above : above->make(device.subsystem);
+    std::string up;
+
+    folder->set_alias("/sys/" + place.group + "/" + device.name);
+    auto home = place.direct ? place.above : place.above->make(device.subsystem);
     home->add(device.name, folder);
     device.path = folder->path().substr(4);
 
-    std::string up;
     for (auto depth = std::count(device.path.begin(), device.path.end(), '/'); depth > 0; --depth)
         up += "../";
-    root_.put("sys/" + group + "/" + device.name,
-              std::make_shared<Link>((bus ? "../../.." : "../..") + device.path));
+    root_.put("sys/" + place.group + "/" + device.name,
+              std::make_shared<Link>((place.on_bus ? "../../.." : "../..") + device.path));
     folder->add("subsystem",
-                std::make_shared<Link>(up + (bus ? "bus/" : "class/") + device.subsystem));
-    if (!bus && above->find("uevent"))
-        folder->add("device", std::make_shared<Link>(direct ? ".." : "../.."));
+                std::make_shared<Link>(up + (place.on_bus ? "bus/" : "class/") + device.subsystem));
+    if (!place.on_bus && place.above->find("uevent"))
+        folder->add("device", std::make_shared<Link>(place.direct ? ".." : "../.."));
+    return folder;
+}
 
-    std::string uevent;
-    if (device.major != 0) {
-        uevent += "MAJOR=" + std::to_string(device.major) +
-                  "\nMINOR=" + std::to_string(device.minor) + "\n";
-        folder->put_text("dev", std::to_string(device.major) + ":" + std::to_string(device.minor));
-    }
-    if (!device.node.empty())
-        uevent += "DEVNAME=" + device.node + "\n";
-    if (!device.devtype.empty())
-        uevent += "DEVTYPE=" + device.devtype + "\n";
-    if (device.ifindex != 0) {
-        uevent += "INTERFACE=" + device.name + "\nIFINDEX=" + std::to_string(device.ifindex) + "\n";
-        folder->put_text("ifindex", std::to_string(device.ifindex));
-    }
-    folder->add("uevent", std::make_shared<Attribute>(
-                              [uevent](std::string &text) {
-                                  text = uevent;
-                                  return 0;
-                              },
-                              [this, subsystem = device.subsystem,
-                               name = device.name](std::string_view text) {
-                                  if (text.ends_with('\n'))
-                                      text.remove_suffix(1);
-                                  announce(std::string(text), subsystem, name);
-                                  return 0;
-                              }));
+void
+Devices::add_attributes(Directory &folder, const Device &device)
+{
+    const std::string uevent = uevent_text(device);
+
+    if (device.major != 0)
+        folder.put_text("dev", std::to_string(device.major) + ":" + std::to_string(device.minor));
+    if (device.ifindex != 0)
+        folder.put_text("ifindex", std::to_string(device.ifindex));
+    folder.add("uevent",
+               std::make_shared<Attribute>(
+                   [uevent](std::string &text) {
+                       text = uevent;
+                       return 0;
+                   },
+                   [this, subsystem = device.subsystem, name = device.name](std::string_view text) {
+                       if (text.ends_with('\n'))
+                           text.remove_suffix(1);
+                       announce(std::string(text), subsystem, name);
+                       return 0;
+                   }));
     for (const auto &[name, value] : device.attributes)
-        folder->put_text(name, value);
-    if (!device.node.empty()) {
-        for (const std::string &link : device.links)
-            root_.put(link, std::make_shared<Link>("/dev/" + device.node));
-        /* A kind that serves the node has put its own file there. */
-        if (root_.resolve("dev/" + device.node) == nullptr)
-            root_.put("dev/" + device.node, std::make_shared<PlainFile>());
-    }
+        folder.put_text(name, value);
+}
+
+void
+Devices::add_node(const Device &device) const
+{
+    if (device.node.empty())
+        return;
+    for (const std::string &link : device.links)
+        root_.put(link, std::make_shared<Link>("/dev/" + device.node));
+    /* A kind that serves the node has put its own file there. */
+    if (root_.resolve("dev/" + device.node) == nullptr)
+        root_.put("dev/" + device.node, std::make_shared<PlainFile>());
+}
+
+std::shared_ptr<Directory>
+Devices::add(Device device)
+{
+    const std::string key = key_of(device.subsystem, device.name);
+
+    if (devices_.contains(key))
+        return nullptr;
+    auto folder = make_folder(device);
+    add_attributes(*folder, device);
+    add_node(device);
     write_database(device);
-    bool quiet = device.quiet;
     const Device &added = devices_[key] = std::move(device);
-    if (!quiet)
+    if (!added.quiet)
         send("add", added);
     return folder;
 }

@@ -45,6 +45,20 @@ class Devices {
     const std::map<std::string, Device> &all() const { return devices_; }
 
   private:
+    /* Where a device lies in /sys. Classes have a folder between the device and its parent, unless
+     * the parent is of the class; an event node of an input device is its direct child. */
+    struct Place {
+        bool on_bus = false;
+        bool direct = false;
+        std::string group; /* the folder of links that it is found by */
+        std::shared_ptr<Directory> above;
+    };
+
+    Place place_of(const Device &device) const;
+    /* Its folder with the links from and to it; sets its path. */
+    std::shared_ptr<Directory> make_folder(Device &device) const;
+    void add_attributes(Directory &folder, const Device &device);
+    void add_node(const Device &device) const;
     static bool on_bus(const std::string &subsystem);
     static std::string database_name(const Device &device);
     void write_database(const Device &device) const;

@@ -221,126 +221,195 @@ device_of(const Words &words)
     return device;
 }
 
+void
+plug(World &world, const Words &words, const Done &done)
+{
+    if (!world.devices.add(device_of(words)))
+        throw Refusal("there is already a " + words[1] + " device " + words[2]);
+    done("");
+}
+
+void
+unplug(World &world, const Words &words, const Done &done)
+{
+    if (!world.devices.remove(words[1], words[2]))
+        throw Refusal("there is no " + words[1] + " device " + words[2]);
+    done("");
+}
+
+void
+send_change(World &world, const Words &words, const Done &done)
+{
+    bool named = words.size() > 3 && words[3].find('=') == std::string::npos;
+
+    if (!world.devices.announce(named ? words[3] : "change", words[1], words[2],
+                                settings(words, named ? 4 : 3)))
+        throw Refusal("there is no " + words[1] + " device " + words[2]);
+    done("");
+}
+
+void
+send_burst(World &world, const Words &words, const Done &done)
+{
+    for (long long i = 1; i <= number(words[3]); ++i) {
+        if (!world.devices.announce("change", words[1], words[2], {{"BURST", std::to_string(i)}}))
+            throw Refusal("there is no " + words[1] + " device " + words[2]);
+    }
+    done("");
+}
+
+void
+list_devices(World &world, const Words &, const Done &done)
+{
+    std::string text;
+
+    for (const auto &[key, device] : world.devices.all())
+        text += device.subsystem + " " + device.name + " /sys" + device.path + "\n";
+    done(text);
+}
+
+void
+preset(World &world, const Words &words, const Done &done)
+{
+    std::string value = words[2];
+    bool raw = value.starts_with("raw:");
+    value = unescape(raw ? value.substr(4) : value) + (raw ? "" : "\n");
+    std::string path = simulated(words[1]);
+
+    if (auto link = world.files.root().resolve(path))
+        path = link->path();
+    world.files.root().put(path, std::make_shared<PlainFile>(value));
+    done("");
+}
+
+void
+put_link(World &world, const Words &words, const Done &done)
+{
+    world.files.root().put(simulated(words[1]), std::make_shared<Link>(words[2]));
+    done("");
+}
+
+void
+remove_file(World &world, const Words &words, const Done &done)
+{
+    auto node = world.files.root().resolve(simulated(words[1]));
+
+    if (!world.files.root().drop(words[1]))
+        throw Refusal("there is no '" + words[1] + "'");
+    world.files.forget_names(node ? node->path() : words[1], [done] { done(""); });
+}
+
+void
+add_fault(World &world, const Words &words, const Done &done)
+{
+    world.faults.add(fault_of(words));
+    if (world.faults.all().back().operation == "find")
+        world.files.forget_names(words[1], [done] { done(""); });
+    else
+        done("");
+}
+
+void
+heal(World &world, const Words &words, const Done &done)
+{
+    world.faults.heal(words.size() > 1 ? words[1] : "");
+    done("");
+}
+
+void
+list_faults(World &world, const Words &, const Done &done)
+{
+    std::string text;
+
+    for (const Fault &fault : world.faults.all())
+        text += fault.text() + "\n";
+    done(text);
+}
+
+void
+note(World &world, const Words &words, const Done &done)
+{
+    Access access;
+
+    access.time_us = now_us();
+    access.operation = "run";
+    access.path = words[1];
+    for (std::size_t i = 2; i < words.size(); ++i)
+        access.data += (i > 2 ? " " : "") + words[i];
+    access.result = "0";
+    world.record.add(std::move(access));
+    done("");
+}
+
+void
+list_commands(World &world, const Words &, const Done &done)
+{
+    std::string text;
+
+    for (const Verb &known : world.verbs)
+        text += known.name + (known.arguments.empty() ? "" : " ") + known.arguments + "\n    " +
+                known.help + "\n";
+    done(text);
+}
+
+struct CommonVerb {
+    const char *name;
+    const char *arguments;
+    const char *help;
+    std::size_t least;
+    void (*act)(World &, const Words &, const Done &);
+};
+
+const CommonVerb common_verbs[] = {
+    CommonVerb{
+        "plug", "SUBSYSTEM NAME [KEY=VALUE]...",
+        "adds a device. Keys: parent (path below /sys/devices), node (below /dev), major, minor, "
+        "ifindex, devtype, link (a /dev path, may come again), attr/NAME, quiet=1 for no event; "
+        "anything else is a property of the udev database",
+        2, plug},
+    CommonVerb{"unplug", "SUBSYSTEM NAME", "removes a device and all below it", 2, unplug},
+    CommonVerb{"change", "SUBSYSTEM NAME [ACTION] [PROPERTY=VALUE]...",
+               "sends an event of a device that stays: change, or the ACTION named", 2,
+               send_change},
+    CommonVerb{"burst", "SUBSYSTEM NAME COUNT", "sends COUNT change events of a device at once", 3,
+               send_burst},
+    CommonVerb{"devices", "", "lists the devices", 0, list_devices},
+    CommonVerb{
+        "preset", "PATH VALUE",
+        "puts a file with a line of text below /sys or /dev; VALUE takes C escapes and, when it "
+        "begins with raw:, gets no newline",
+        2, preset},
+    CommonVerb{"link", "PATH TARGET", "puts a symbolic link below /sys or /dev", 2, put_link},
+    CommonVerb{"absent", "PATH", "removes a file or folder below /sys or /dev", 1, remove_file},
+    CommonVerb{
+        "fail", "PATH OPERATION WHAT [COUNT]",
+        "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
+        "open, read, write, ioctl (or one request, as ioctl:0x541f), list, follow (a link), find "
+        "(the name is not seen) or any; WHAT: an error name (EIO), delay:MS (not for follow and "
+        "find) or, for read, write and any, empty or short:BYTES",
+        3, add_fault},
+    CommonVerb{"heal", "[PATH]", "ends the faults of a pattern, or all", 0, heal},
+    CommonVerb{"faults", "", "lists the faults in force", 0, list_faults},
+    CommonVerb{
+        "record", "[--clear] [PATH]",
+        "prints the accesses so far, in order: microseconds, process, operation, path, result, "
+        "data; only those of a path pattern, and forgets all with --clear",
+        0, show_record},
+    CommonVerb{"note", "TEXT...",
+               "adds a line of its own to the record, as a script that was run does", 1, note},
+    CommonVerb{"help", "", "lists the verbs", 0, list_commands},
+};
+
 } // namespace
 
 void
 add_common_verbs(World &world)
 {
-    auto verb = [&world](const char *name, const char *arguments, const char *help,
-                         std::size_t least, std::function<void(const Words &, Done)> act) {
-        world.verbs.push_back({name, arguments, help, least, std::move(act)});
-    };
-
-    verb("plug", "SUBSYSTEM NAME [KEY=VALUE]...",
-         "adds a device. Keys: parent (path below /sys/devices), node (below /dev), major, minor, "
-         "ifindex, devtype, link (a /dev path, may come again), attr/NAME, quiet=1 for no event; "
-         "anything else is a property of the udev database",
-         2, [&world](const Words &words, const Done &done) {
-             if (!world.devices.add(device_of(words)))
-                 throw Refusal("there is already a " + words[1] + " device " + words[2]);
-             done("");
-         });
-    verb("unplug", "SUBSYSTEM NAME", "removes a device and all below it", 2,
-         [&world](const Words &words, const Done &done) {
-             if (!world.devices.remove(words[1], words[2]))
-                 throw Refusal("there is no " + words[1] + " device " + words[2]);
-             done("");
-         });
-    verb("change", "SUBSYSTEM NAME [ACTION] [PROPERTY=VALUE]...",
-         "sends an event of a device that stays: change, or the ACTION named", 2,
-         [&world](const Words &words, const Done &done) {
-             bool named = words.size() > 3 && words[3].find('=') == std::string::npos;
-             if (!world.devices.announce(named ? words[3] : "change", words[1], words[2],
-                                         settings(words, named ? 4 : 3)))
-                 throw Refusal("there is no " + words[1] + " device " + words[2]);
-             done("");
-         });
-    verb("burst", "SUBSYSTEM NAME COUNT", "sends COUNT change events of a device at once", 3,
-         [&world](const Words &words, const Done &done) {
-             for (long long i = 1; i <= number(words[3]); ++i) {
-                 if (!world.devices.announce("change", words[1], words[2],
-                                             {{"BURST", std::to_string(i)}}))
-                     throw Refusal("there is no " + words[1] + " device " + words[2]);
-             }
-             done("");
-         });
-    verb("devices", "", "lists the devices", 0, [&world](const Words &, const Done &done) {
-        std::string text;
-        for (const auto &[key, device] : world.devices.all())
-            text += device.subsystem + " " + device.name + " /sys" + device.path + "\n";
-        done(text);
-    });
-    verb("preset", "PATH VALUE",
-         "puts a file with a line of text below /sys or /dev; VALUE takes C escapes and, when it "
-         "begins with raw:, gets no newline",
-         2, [&world](const Words &words, const Done &done) {
-             std::string value = words[2];
-             bool raw = value.starts_with("raw:");
-             value = unescape(raw ? value.substr(4) : value) + (raw ? "" : "\n");
-             std::string path = simulated(words[1]);
-             if (auto link = world.files.root().resolve(path))
-                 path = link->path();
-             world.files.root().put(path, std::make_shared<PlainFile>(value));
-             done("");
-         });
-    verb("link", "PATH TARGET", "puts a symbolic link below /sys or /dev", 2,
-         [&world](const Words &words, const Done &done) {
-             world.files.root().put(simulated(words[1]), std::make_shared<Link>(words[2]));
-             done("");
-         });
-    verb("absent", "PATH", "removes a file or folder below /sys or /dev", 1,
-         [&world](const Words &words, const Done &done) {
-             auto node = world.files.root().resolve(simulated(words[1]));
-             if (!world.files.root().drop(words[1]))
-                 throw Refusal("there is no '" + words[1] + "'");
-             world.files.forget_names(node ? node->path() : words[1], [done] { done(""); });
-         });
-    verb("fail", "PATH OPERATION WHAT [COUNT]",
-         "makes accesses fail until healed, or COUNT times. PATH is a shell pattern; OPERATION: "
-         "open, read, write, ioctl (or one request, as ioctl:0x541f), list, follow (a link), find "
-         "(the name is not seen) or any; WHAT: an error name (EIO), delay:MS (not for follow and "
-         "find) or, for read, write and any, empty or short:BYTES",
-         3, [&world](const Words &words, const Done &done) {
-             world.faults.add(fault_of(words));
-             if (world.faults.all().back().operation == "find")
-                 world.files.forget_names(words[1], [done] { done(""); });
-             else
-                 done("");
-         });
-    verb("heal", "[PATH]", "ends the faults of a pattern, or all", 0,
-         [&world](const Words &words, const Done &done) {
-             world.faults.heal(words.size() > 1 ? words[1] : "");
-             done("");
-         });
-    verb("faults", "", "lists the faults in force", 0, [&world](const Words &, const Done &done) {
-        std::string text;
-        for (const Fault &fault : world.faults.all())
-            text += fault.text() + "\n";
-        done(text);
-    });
-    verb("record", "[--clear] [PATH]",
-         "prints the accesses so far, in order: microseconds, process, operation, path, result, "
-         "data; only those of a path pattern, and forgets all with --clear",
-         0, [&world](const Words &words, const Done &done) { show_record(world, words, done); });
-    verb("note", "TEXT...", "adds a line of its own to the record, as a script that was run does",
-         1, [&world](const Words &words, const Done &done) {
-             Access access;
-             access.time_us = now_us();
-             access.operation = "run";
-             access.path = words[1];
-             for (std::size_t i = 2; i < words.size(); ++i)
-                 access.data += (i > 2 ? " " : "") + words[i];
-             access.result = "0";
-             world.record.add(std::move(access));
-             done("");
-         });
-    verb("help", "", "lists the verbs", 0, [&world](const Words &, const Done &done) {
-        std::string text;
-        for (const Verb &known : world.verbs)
-            text += known.name + (known.arguments.empty() ? "" : " ") + known.arguments + "\n    " +
-                    known.help + "\n";
-        done(text);
-    });
+    for (const CommonVerb &verb : common_verbs)
+        world.verbs.push_back({verb.name, verb.arguments, verb.help, verb.least,
+                               [&world, act = verb.act](const Words &words, const Done &done) {
+                                   act(world, words, done);
+                               }});
 }
 
 } // namespace board
