@@ -58,7 +58,7 @@ class Faults {
 /* EIO and its number; 0 or an empty name where there is none. */
 int error_number(std::string_view name);
 std::string error_name(int error);
-/* C escapes, so that a record is one line and bytes can be given in a verb. */
+/* C escapes, so that a record is one line and bytes can be given in a command. */
 std::string escape(std::string_view bytes);
 std::string unescape(std::string_view text);
 std::int64_t now_us();

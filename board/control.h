@@ -7,8 +7,8 @@
 
 namespace board {
 
-/* The verbs over a Unix socket: the words, each ended by a zero byte, then the end of the stream;
- * back comes "+" or "-" and the text. */
+/* The commands over a Unix socket: the words, each ended by a zero byte, then the end of the
+ * stream; back comes "+" or "-" and the text. */
 class Control {
   public:
     Control(World &world, const std::string &path);

@@ -1,5 +1,4 @@
-/* tarvelperimond-board: a simulated board in namespaces of its own, and the verbs that act on it.
- */
+/* tarvelperimond-board: a simulated board in namespaces of its own, and its commands. */
 
 #include "control.h"
 #include "space.h"
@@ -28,17 +27,17 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char *usage = R"(Usage:
-  tarvelperimond-board run [OPTION]... [-- COMMAND...]
-      starts a board in namespaces of its own; with a command, runs it there and ends with it,
+  tarvelperimond-board run [OPTION]... [-- PROGRAM...]
+      starts a board in namespaces of its own; with a program, runs it there and ends with it,
       else prints "ready" and stays until it is told to end (SIGTERM)
       --world DIR     where the board keeps its files and sockets; made when it is missing
-      --board FILE    verbs that build the board, one per line; the default board else
+      --board FILE    commands that build the board, one per line; the default board else
       --policy PATH   a bus policy file, or a folder of them; without, root may do everything
       --env NAME=VALUE  a variable of the boot environment
-  tarvelperimond-board [--world DIR] exec [--pidfile FILE] COMMAND...
-      runs a command on the board
-  tarvelperimond-board [--world DIR] VERB [WORD]...
-      acts on the board; "help" lists the verbs
+  tarvelperimond-board [--world DIR] exec [--pidfile FILE] PROGRAM...
+      runs a program on the board
+  tarvelperimond-board [--world DIR] COMMAND [WORD]...
+      acts on the board; "help" lists the commands
 Inside a board, and with TARVELPERIMOND_BOARD set, --world can be left out.
 )";
 
@@ -48,7 +47,7 @@ struct Options {
     std::vector<std::string> policies;
     Words environment;
     std::string pidfile;
-    Words rest; /* the verb and its words, or the command */
+    Words rest; /* the command and its words, or the program */
 };
 
 /* Options come before the first word that is none. */
@@ -180,7 +179,7 @@ make_dev(Directory &dev)
     dev.put("stderr", std::make_shared<Link>("/proc/self/fd/2"));
 }
 
-/* The first process of the world: serves the files and the verbs, reaps, ends everything. */
+/* The first process of the board: serves the files and the commands, reaps, ends everything. */
 class Server {
   public:
     explicit Server(const Options &options) : options_(options) {}
@@ -377,12 +376,12 @@ run_world(Options &options)
     _exit(exit_status(wait_for(first)));
 }
 
-/* Runs a command in the world and becomes what it became: the same exit status or signal. */
+/* Runs a program on the board and becomes what it became: the same exit status or signal. */
 [[noreturn]] void
 run_in_world(const Options &options, const Words &command)
 {
     if (command.empty())
-        throw Refusal("exec needs a command");
+        throw Refusal("exec needs a program");
     join_space(server_of(options.world + "/control"));
     block_signals();
     pid_t child = start([&] { execute(options.world, command); });

@@ -19,7 +19,7 @@ World::act(const Words &words, const Done &done)
         verb.act(words, done);
         return;
     }
-    throw Refusal("unknown verb '" + (words.empty() ? "" : words[0]) + "'");
+    throw Refusal("unknown command '" + (words.empty() ? "" : words[0]) + "'");
 }
 
 void
@@ -397,7 +397,7 @@ const CommonVerb common_verbs[] = {
         0, show_record},
     CommonVerb{"note", "TEXT...",
                "adds a line of its own to the record, as a script that was run does", 1, note},
-    CommonVerb{"help", "", "lists the verbs", 0, list_commands},
+    CommonVerb{"help", "", "lists the commands", 0, list_commands},
 };
 
 } // namespace

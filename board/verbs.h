@@ -12,12 +12,12 @@ namespace board {
 
 using Words = std::vector<std::string>;
 
-/* A verb that cannot be done; its text goes to whoever asked. */
+/* A command that cannot be done; its text goes to whoever asked. */
 struct Refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/* Called once with what the verb prints; a verb that waits keeps it. */
+/* Called once with what the command prints; a command that waits keeps it. */
 using Done = std::function<void(std::string text)>;
 
 struct Verb {
@@ -39,11 +39,11 @@ struct World {
     std::vector<Verb> verbs;
 
     void act(const Words &words, const Done &done);
-    /* Runs the verbs of a board file, one per line. */
+    /* Runs the commands of a board file, one per line. */
     void read_board(const std::string &path);
 };
 
-/* Numbers in verbs are decimal, or hexadecimal with 0x. */
+/* Numbers in commands are decimal, or hexadecimal with 0x. */
 long long number(const std::string &word);
 /* NAME=VALUE words from @first on. */
 std::map<std::string, std::string> settings(const Words &words, std::size_t first);

@@ -1,5 +1,5 @@
 /* GPIO lines as /sys/class/gpio shows them: exported by number, each with a physical level that
- * the verbs turn and read. */
+ * the commands turn and read. */
 
 #include "verbs.h"
 

@@ -192,7 +192,7 @@ find(const Nodes &nodes, const std::string &name)
     return *found->second;
 }
 
-/* A register of the board's logic: it holds one bit, and shows whatever a verb has put there. */
+/* A register of the board's logic: it holds one bit, and shows whatever a command has put there. */
 std::shared_ptr<Attribute>
 make_register(std::string content)
 {

@@ -19,7 +19,7 @@ class CANTest(perimond.BoardTest):
         self.assertEqual(self.asked(), (4, 500000))
         self.assertEqual(self.world.do("can", "canX"), "state=stopped bitrate=500000\n")
 
-    def test_what_a_verb_sets_the_library_answers(self):
+    def test_what_a_command_sets_the_library_answers(self):
         for number, state in enumerate(("error-active", "error-warning", "error-passive", "bus-off",
                                         "stopped", "sleeping")):
             with self.subTest(state):

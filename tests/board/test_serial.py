@@ -26,7 +26,7 @@ class SerialTest(perimond.BoardTest):
         self.assertEqual(self.request("port"), "0x31")
         self.assertEqual(self.shown(), "port=0x31 rs485=0x13\n")
 
-    def test_a_verb_sets_what_a_program_reads(self):
+    def test_a_command_sets_what_a_program_reads(self):
         self.world.do("serial", "/dev/ttyX0", "port=0xffffffff", "rs485=4")
         self.assertEqual((self.request("port"), self.request("rs485")), ("0xffffffff", "0x4"))
 
@@ -104,7 +104,7 @@ class LinkTest(perimond.BoardTest):
         os.unlink(self.world.path("/dev/COM9"))
         self.assertFalse(os.path.lexists(self.world.path("/dev/COM9")))
 
-    def test_a_verb_puts_links(self):
+    def test_a_command_puts_links(self):
         self.world.do("preset", "/sys/class/x/one", "1")
         self.world.do("link", "/sys/class/x/other", "one")
         self.assertEqual(self.world.read("/sys/class/x/other"), "1\n")
@@ -121,7 +121,7 @@ class RegisterTest(perimond.BoardTest):
             with self.subTest(wrong), self.assertErrno("EINVAL"):
                 self.world.write(self.PATH, wrong)
 
-    def test_a_verb_may_have_it_show_anything(self):
+    def test_a_command_may_have_it_show_anything(self):
         for text in ("x", "", "10"):
             self.world.do("register", self.PATH, text)
             self.assertEqual(self.world.read(self.PATH), text)

@@ -112,14 +112,14 @@ except OSError as error:
                          ["b'\\xff\\xff\\xff\\xff'", "(0, 4, 1) b'\\xfeABC'",
                           "[Errno 25] Inappropriate ioctl for device"])
 
-    def test_help_lists_the_verbs_and_an_unknown_one_is_refused(self):
+    def test_help_lists_the_commands_and_an_unknown_one_is_refused(self):
         self.assertIn("turn LINE LEVEL\n", self.world.do("help"))
-        with self.assertRaisesRegex(perimond.BoardError, "unknown verb 'fly'"):
+        with self.assertRaisesRegex(perimond.BoardError, "unknown command 'fly'"):
             self.world.do("fly")
         with self.assertRaisesRegex(perimond.BoardError, "usage: turn LINE LEVEL"):
             self.world.do("turn", 5)
 
-    def test_a_verb_that_goes_wrong_does_not_end_the_board(self):
+    def test_a_command_that_goes_wrong_does_not_end_the_board(self):
         with self.assertRaises(perimond.BoardError):
             self.world.do("pwmchip", 5, 1 << 60)
         self.assertEqual(self.world.do("read", 5), "0\n")
@@ -133,7 +133,7 @@ except OSError as error:
             client.shutdown(socket.SHUT_WR)
             self.assertEqual(self.world.do("read", 5), "0\n")
 
-    def test_the_verbs_work_on_the_command_line_on_either_side(self):
+    def test_the_commands_work_on_the_command_line_on_either_side(self):
         board = perimond.world.BOARD
         self.world.run(board, "turn", "7", "1")
         self.assertEqual(subprocess.check_output(

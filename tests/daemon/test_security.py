@@ -15,12 +15,12 @@ OPEN = r"raw:\xff\xfd\xff\xff"
 class SecurityTest(perimond.DaemonTest):
     starts = False
 
-    def security(self, *verbs, soc=None, **files):
+    def security(self, *commands, soc=None, **files):
         """Security on a board with these files; `soc` is what the log shows of the chip."""
         for name, value in files.items():
             self.world.do("preset", globals()[name], value)
-        for verb in verbs:
-            self.world.do(*verb)
+        for command in commands:
+            self.world.do(*command)
         mark = len(self.log_lines())
         self.start_daemon()
         secured = self.bus_object("").get("Security")

@@ -1,4 +1,4 @@
-"""Sources include only downwards: from main to the core, through the rooms below.
+"""Sources include only downwards: from main to the core, through the layers below.
 
 PERIMOND_TEST_SOURCES names the folder of the sources, PERIMOND_TEST_STAGE that of the staged headers.
 """
@@ -13,7 +13,7 @@ SOURCES = os.environ["PERIMOND_TEST_SOURCES"]
 STAGE = os.environ["PERIMOND_TEST_STAGE"]
 
 MAIN, MANAGER, KINDS, REGISTRY, HELPERS, GUARD, CORE = 6, 5, 4, 3, 2, 1, 0
-ROOM_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
+LAYER_NAMES = {MAIN: "main", MANAGER: "manager", KINDS: "services and peripherals",
               REGISTRY: "registry", HELPERS: "helpers", GUARD: "guard", CORE: "core"}
 
 FOLDERS = {"core": CORE, "guard": GUARD, "helpers": HELPERS, "manager": MANAGER,
@@ -24,7 +24,7 @@ FOLDERS = {"core": CORE, "guard": GUARD, "helpers": HELPERS, "manager": MANAGER,
 FILES = {"main.cc": MAIN, "zolv-base-manager.h": REGISTRY, "zolv-plugin.h": REGISTRY}
 
 
-def room(path):
+def layer(path):
     folder = path.rpartition("/")[0]
     if folder:
         return FOLDERS[folder.partition("/")[0]]
@@ -68,10 +68,10 @@ class IncludeTest(unittest.TestCase):
                           if included not in generated
                           and not os.path.exists(os.path.join(SOURCES, included))], [])
 
-    def test_no_source_includes_a_higher_room(self):
-        self.assertEqual([f"{path} of the {ROOM_NAMES[room(path)]} includes {included} of the "
-                          f"{ROOM_NAMES[room(included)]}" for path, included in self.includes
-                          if room(included) > room(path)], [])
+    def test_no_source_includes_a_higher_layer(self):
+        self.assertEqual([f"{path} of the {LAYER_NAMES[layer(path)]} includes {included} of the "
+                          f"{LAYER_NAMES[layer(included)]}" for path, included in self.includes
+                          if layer(included) > layer(path)], [])
 
     def test_only_headers_are_included(self):
         self.assertEqual([(path, included) for path, included in self.includes

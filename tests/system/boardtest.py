@@ -60,7 +60,7 @@ class BoardTest(unittest.TestCase):
                       flush=True)
 
     def do(self, *words):
-        """Acts on the board by one of its verbs; returns what the verb prints."""
+        """Acts on the board by one of its commands; returns what the command prints."""
         return do(self.board, *map(str, words))
 
     # The daemon

@@ -97,9 +97,9 @@ class HotPlugTest(DevicesTest):
 
     def test_a_device_that_comes_back_is_heard_of_each_time(self):
         for _ in range(3):
-            for verb, action in (("plug", "add"), ("unplug", "remove")):
+            for command, action in (("plug", "add"), ("unplug", "remove")):
                 mark = self.mark()
-                self.do(verb, "input", "again")
+                self.do(command, "input", "again")
                 self.wait_events(mark, lambda seen: any(
                     event[:2] == (action, "input") and event[2].startswith("event")
                     for event in seen), f"{action} of the event device")

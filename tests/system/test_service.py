@@ -214,9 +214,9 @@ class IdentityTest(BoardTest):
 class OtherComputerTest:
     """The other processor families: the same board with another device tree."""
 
-    def security(self, *verb):
-        """Security after a verb and a new start; the boot environment would say that it is."""
-        self.do(*verb)
+    def security(self, *command):
+        """Security after a command and a new start; the boot environment would say that it is."""
+        self.do(*command)
         self.restart()
         self.assertEqual(self.bus_object("").get("ModelName"), "PERIMOND-EMU")
         return self.bus_object("").get("Security")

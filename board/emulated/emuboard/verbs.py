@@ -1,4 +1,4 @@
-"""The verbs that act on a board while it runs. What the simulated board can do as well is
+"""The commands that act on a board while it runs. What the simulated board can do as well is
 the same word there."""
 
 import re
@@ -153,9 +153,9 @@ VERBS = {
 
 
 def do(board, word, *words):
-    """Acts on the board; returns what the verb prints."""
+    """Acts on the board; returns what the command prints."""
     if word not in VERBS:
-        raise BoardError(f"there is no verb {word}")
+        raise BoardError(f"there is no command {word}")
     function, arguments, _ = VERBS[word]
     most = len(arguments.replace("[", "").replace("]", "").split())
     least = len([name for name in arguments.split() if "[" not in name and "]" not in name])

@@ -1,4 +1,4 @@
-"""A simulated board and the verbs that act on it."""
+"""A simulated board and the commands that act on it."""
 
 import os
 import shutil
@@ -38,13 +38,13 @@ def wait_until(condition, what, seconds=20):
 
 
 class BoardError(Exception):
-    """A verb was refused."""
+    """A command was refused."""
 
 
 class World:
     """The board; start() and stop(), or a with statement.
 
-    board:  files of verbs that build it; the default board else
+    board:  files of commands that build it; the default board else
     policy: folders of bus policy; none lets root do everything on the bus
     env:    variables of the boot environment beside those of the board"""
 
@@ -86,7 +86,7 @@ class World:
         shutil.rmtree(self.directory)
 
     def do(self, *words):
-        """Acts on the board by one of its verbs; returns what the verb prints."""
+        """Acts on the board by one of its commands; returns what the command prints."""
         with socket.socket(socket.AF_UNIX) as control:
             control.connect(os.path.join(self.directory, "control"))
             control.sendall(b"".join(os.fsencode(str(word)) + b"\0" for word in words))
