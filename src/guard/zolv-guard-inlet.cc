@@ -63,10 +63,20 @@ zolv::GuardInlet::receive(std::size_t wanted)
     return true;
 }
 
+/* A call for which it is not yet its sender's turn stays with the ledger. */
+void
+zolv::GuardInlet::deliver(std::string_view message)
+{
+    GuardLedger::Share *share = std::exchange(share_, nullptr);
+
+    if (share == nullptr || GuardLedger::give(*share, message))
+        ready_ += message;
+}
+
 void
 zolv::GuardInlet::replace_message(std::size_t head, std::size_t total)
 {
-    ready_ += emptied(stored(head));
+    deliver(emptied(stored(head)));
     skip_ = total;
 }
 
@@ -88,7 +98,8 @@ zolv::GuardInlet::judge_message()
     if (!receive(frame->head))
         return false;
     const auto head = read_head(stored(frame->head));
-    const Verdict verdict = head ? judge(*head, *frame, ledger_) : Verdict::drop;
+    const auto [verdict, share] = head ? judge(*head, *frame, ledger_) : Judgement{Verdict::drop};
+    share_ = share;
     if (verdict == Verdict::refuse)
         outlet_.refuse(*head);
     /* So that GDBus answers every call, and the ledger knows when. */
@@ -116,7 +127,7 @@ zolv::GuardInlet::finish_message()
         replace_message(read_frame(message)->head, total);
         return;
     }
-    ready_.append(reinterpret_cast<const char *>(message.data()), total);
+    deliver({reinterpret_cast<const char *>(message.data()), total});
     begin_ += total;
 }
 
@@ -161,6 +172,7 @@ zolv::GuardInlet::drain()
     emptied_socket_ = false;
     outlet_.flush();
     forget_given();
+    ready_ += ledger_.take_turns();
     while (ready_.size() - given_ < ready_at_most && take_message())
         ;
     return given_ < ready_.size();

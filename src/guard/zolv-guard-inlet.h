@@ -4,6 +4,7 @@
 #include "guard/zolv-guard-outlet.h"
 
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -37,6 +38,7 @@ class GuardInlet {
     bool judge_message();
     void finish_message();
     void replace_message(std::size_t head, std::size_t total);
+    void deliver(std::string_view message);
     ssize_t give(std::uint8_t *data, std::size_t size);
 
     std::size_t available() const { return end_ - begin_; }
@@ -51,9 +53,10 @@ class GuardInlet {
     bool emptied_socket_ = false; /* the last reading brought less than there was room for */
     std::size_t turn_ = 0;        /* bytes thrown away in this turn */
     /* Bytes of the message under way in the buffer: */
-    std::size_t skip_ = 0;    /* to be thrown away */
-    std::size_t collect_ = 0; /* to be there before it is passed on */
-    bool examine_ = false;    /* whether GLib is asked then */
+    std::size_t skip_ = 0;                /* to be thrown away */
+    std::size_t collect_ = 0;             /* to be there before it is passed on */
+    bool examine_ = false;                /* whether GLib is asked then */
+    GuardLedger::Share *share_ = nullptr; /* of the sender of a call */
     /* What GDBus gets, how much of that it has, and how much of the message that it reads it has
      * not. */
     std::string ready_;

@@ -21,7 +21,12 @@ inline constexpr std::size_t containers_at_most = 4U << 10U;
 /* A header above this length is not even stored, so nobody is there to be answered. */
 inline constexpr std::size_t head_at_most = 64U << 10U;
 
+struct Judgement {
+    Verdict verdict;
+    GuardLedger::Share *share = nullptr; /* of the sender of a call that passes */
+};
+
 /* Judges by the header alone; a call that passes is entered in the ledger. */
-Verdict judge(const MessageHead &head, const MessageFrame &frame, GuardLedger &ledger);
+Judgement judge(const MessageHead &head, const MessageFrame &frame, GuardLedger &ledger);
 
 } // namespace zolv

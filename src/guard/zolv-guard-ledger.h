@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zolv {
@@ -17,27 +19,44 @@ class GuardLedger {
      * its entry is dear to make. */
     static constexpr std::size_t idle_at_most = 32;
 
-    /* Enters a call of @length bytes. A sender that has none waiting may have one of any length.
-     * Returns false, and enters nothing, when its share is used up. */
-    bool enter(std::string_view sender, std::uint32_t serial, std::size_t length, bool wanted);
-    /* Strikes out the call that is answered. Whether its sender wanted an answer; so it is too for
-     * a call that was never entered. */
-    bool strike(std::string_view sender, std::uint32_t serial);
+    /* GDBus has so many calls of a sender at a time, and the answers that it makes for them. The
+     * others wait here, so that a call of another sender has no more than these before it. */
+    static constexpr std::size_t given_at_most = 16;
 
-    std::size_t n_senders() const { return senders_.size(); }
-
-  private:
     struct Call {
         std::uint32_t serial;
         bool wanted;
         std::size_t length;
     };
-    struct Sender {
+    /* What a sender has waiting. */
+    struct Share {
         std::vector<Call> calls;
         std::size_t bytes = 0;
+        std::size_t n_given = 0;
+        std::deque<std::string> kept; /* messages whose turn is still to come */
     };
 
-    std::map<std::string, Sender, std::less<>> senders_;
+    /* Enters a call of @length bytes. A sender that has none waiting may have one of any length.
+     * Returns nothing, and enters nothing, when its share is used up; else the share, which stays
+     * until the call is struck out. */
+    Share *enter(std::string_view sender, std::uint32_t serial, std::size_t length, bool wanted);
+    /* Whether GDBus gets the message of an entered call at once; it is kept otherwise. */
+    static bool give(Share &share, std::string_view message);
+    /* Strikes out the call that is answered, and has the sender's next one take its turn. Whether
+     * its sender wanted an answer; so it is too for a call that was never entered. */
+    bool strike(std::string_view sender, std::uint32_t serial);
+
+    /* The kept messages whose turn has come. */
+    bool has_turns() const { return !turns_.empty(); }
+    std::string take_turns() { return std::exchange(turns_, {}); }
+
+    std::size_t n_senders() const { return senders_.size(); }
+
+  private:
+    void end_turn(Share &share);
+
+    std::map<std::string, Share, std::less<>> senders_;
+    std::string turns_;
 };
 
 } // namespace zolv

@@ -21,12 +21,14 @@ struct GuardedSocket {
 
     zolv::ObjectPtr<GSocketConnection> bus; /* keeps the descriptor open */
     zolv::Guard guard;
+    GSource *reading = nullptr; /* waits for the bus; the context keeps it */
 };
 
 using SocketPtr = std::shared_ptr<GuardedSocket>;
 
-/* Ends the task when there is a result; else has @go_on called when the socket is ready. */
-void
+/* Ends the task when there is a result, where GIO may begin the next one at once; else has @go_on
+ * called when the socket is ready, by the source that it returns. */
+GSource *
 finish(GTask *task, gssize result, const SocketPtr &socket, GIOCondition awaited,
        GUnixFDSourceFunc go_on)
 {
@@ -36,7 +38,7 @@ finish(GTask *task, gssize result, const SocketPtr &socket, GIOCondition awaited
         g_source_set_callback(ready, G_SOURCE_FUNC(go_on), task, nullptr);
         g_source_attach(ready, g_task_get_context(task));
         g_source_unref(ready);
-        return;
+        return ready;
     }
     if (result < 0)
         g_task_return_new_error(task, G_IO_ERROR, g_io_error_from_errno(errno), "%s",
@@ -44,6 +46,7 @@ finish(GTask *task, gssize result, const SocketPtr &socket, GIOCondition awaited
     else
         g_task_return_int(task, result);
     g_object_unref(task);
+    return nullptr;
 }
 
 GTask *
@@ -75,12 +78,15 @@ read_on(gint, GIOCondition, gpointer data)
 {
     auto *task = static_cast<GTask *>(data);
     auto *self = static_cast<ZolvGuardInput *>(g_task_get_source_object(task));
-    zolv::Guard &guard = (*self->socket)->guard;
+    const SocketPtr socket = *self->socket;
+    zolv::Guard &guard = socket->guard;
     const gssize result = guard.inlet.read(self->data, self->size);
+    const auto awaited =
+        guard.outlet.has_rest() ? static_cast<GIOCondition>(G_IO_IN | G_IO_OUT) : G_IO_IN;
 
-    finish(task, result, *self->socket,
-           guard.outlet.has_rest() ? static_cast<GIOCondition>(G_IO_IN | G_IO_OUT) : G_IO_IN,
-           read_on);
+    socket->reading = nullptr;
+    if (GSource *reading = finish(task, result, socket, awaited, read_on); reading != nullptr)
+        socket->reading = reading;
     return G_SOURCE_REMOVE;
 }
 
@@ -144,9 +150,13 @@ write_on(gint, GIOCondition, gpointer data)
 {
     auto *task = static_cast<GTask *>(data);
     auto *self = static_cast<ZolvGuardOutput *>(g_task_get_source_object(task));
-    const gssize result = (*self->socket)->guard.outlet.write({self->data, self->size});
+    const SocketPtr socket = *self->socket;
+    const gssize result = socket->guard.outlet.write({self->data, self->size});
 
-    finish(task, result, *self->socket, G_IO_OUT, write_on);
+    /* With an answer, a kept call has its turn, of which the socket says nothing. */
+    if (socket->guard.ledger.has_turns() && socket->reading != nullptr)
+        g_source_set_ready_time(socket->reading, 0);
+    finish(task, result, socket, G_IO_OUT, write_on);
     return G_SOURCE_REMOVE;
 }
 

@@ -288,7 +288,7 @@ Verdict
 verdict_of(const std::string &message, GuardLedger &ledger)
 {
     const auto frame = read_frame(bytes_of(message));
-    return judge(*read_head(bytes_of(message).first(frame->head)), *frame, ledger);
+    return judge(*read_head(bytes_of(message).first(frame->head)), *frame, ledger).verdict;
 }
 
 Verdict
@@ -516,8 +516,7 @@ TEST_F(GuardTest, AnswersInPlaceOfTheDaemonWhereThereIsNoRoom)
 {
     for (guint32 serial = 1; serial <= 66; serial++)
         from_bus(Sent{.serial = serial, .answer = serial != 65}.call());
-    const std::string seen = received();
-    EXPECT_EQ(seen.size(), 64 * Sent().call().size());
+    received();
     EXPECT_EQ(at_bus(), limits_exceeded(call_of(66)));
 }
 
@@ -530,7 +529,41 @@ TEST_F(GuardTest, HasRoomAgainWhenTheDaemonAnswers)
     EXPECT_EQ(write(reply), static_cast<ssize_t>(reply.size()));
     EXPECT_EQ(at_bus(), reply);
     from_bus(Sent{.serial = 70}.call());
-    EXPECT_EQ(received(), Sent{.serial = 70}.call());
+    EXPECT_EQ(received(), Sent{.serial = 17}.call()) << "the sender's next one";
+    from_bus(Sent{.serial = 71}.call());
+    EXPECT_EQ(received(), "");
+    EXPECT_EQ(at_bus(), limits_exceeded(call_of(71)));
+}
+
+TEST_F(GuardTest, LetsOthersGoBeforeTheManyCallsOfOneSender)
+{
+    for (guint32 serial = 1; serial <= 40; serial++)
+        from_bus(Sent{.serial = serial}.call());
+    const std::string other = Sent{.sender = ":1.8", .serial = 3}.call();
+    from_bus(other);
+    const std::string seen = received();
+    ASSERT_EQ(seen.size(), 17 * Sent().call().size());
+    EXPECT_EQ(seen.substr(16 * Sent().call().size()), other);
+}
+
+TEST_F(GuardTest, PassesAllCallsOfASenderInTheirOrder)
+{
+    std::string calls;
+    for (guint32 serial = 1; serial <= 40; serial++)
+        calls += Sent{.serial = serial, .body = serial == 30 ? array_of(5000) : nullptr}.call();
+    from_bus(calls);
+    std::string seen = received();
+    for (guint32 serial = 1; serial <= 40; serial++) {
+        write(Sent{.sender = nullptr}.reply_to(serial, ":1.7"));
+        seen += received();
+    }
+    for (guint32 serial = 1; serial <= 40; serial++) {
+        const auto frame = read_frame(bytes_of(seen));
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(read_head(bytes_of(seen).first(frame->head))->serial, serial);
+        seen.erase(0, frame->total);
+    }
+    EXPECT_EQ(seen, "");
 }
 
 TEST_F(GuardTest, SwallowsAnAnswerThatNobodyWants)
@@ -645,6 +678,17 @@ TEST_F(StreamTest, AnswersWhatItCanRead)
     const MessagePtr reply = next();
     EXPECT_EQ(g_dbus_message_get_message_type(reply.get()), G_DBUS_MESSAGE_TYPE_METHOD_RETURN);
     EXPECT_EQ(g_dbus_message_get_reply_serial(reply.get()), 8U);
+}
+
+/* Nothing else comes from the bus that would have GDBus read on. */
+TEST_F(StreamTest, AnswersTheCallsThatHadToWaitForTheirTurn)
+{
+    std::string calls;
+    for (guint32 serial = 1; serial <= 60; serial++)
+        calls += Sent{.serial = serial}.call();
+    send_all(calls);
+    for (guint32 serial = 1; serial <= 60; serial++)
+        EXPECT_EQ(g_dbus_message_get_reply_serial(next().get()), serial);
 }
 
 TEST_F(StreamTest, AnswersWhatItCannotReadAndGoesOn)
