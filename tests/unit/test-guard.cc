@@ -148,7 +148,8 @@ TEST_P(MessageTest, TellsTheCallThatItAnswers)
 {
     Sent sent;
     sent.order = GetParam();
-    const auto head = read_head(bytes_of(sent.reply_to(0x01020304, ":1.9")));
+    const std::string message = sent.reply_to(0x01020304, ":1.9");
+    const auto head = read_head(bytes_of(message));
     ASSERT_TRUE(head);
     EXPECT_EQ(head->type, MessageType::method_return);
     EXPECT_EQ(head->reply_serial, 0x01020304U);
