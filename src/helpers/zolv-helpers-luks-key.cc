@@ -5,7 +5,9 @@
 #include "tvl-log.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 using zolv::fit_text;
 using zolv::luks_directory;
@@ -22,6 +24,22 @@ is_file_name(const gchar *uuid)
     return uuid != nullptr && g_uuid_string_is_valid(uuid);
 }
 
+/* A wrong mode counts as a change, and so does what cannot be read. */
+bool
+is_stored(const char *path, std::string_view key)
+{
+    gsize length = 0;
+    struct stat info = {};
+    const zolv::CharPtr stored =
+        zolv::read_regular_file(path, O_NOFOLLOW, max_key_length, &length, nullptr);
+    const bool same = stored != nullptr && std::string_view(stored.get(), length) == key;
+
+    if (stored != nullptr)
+        explicit_bzero(stored.get(), length);
+    return same && lstat(path, &info) == 0 && (info.st_mode & ALLPERMS) == key_mode;
+}
+
+/* A passphrase that is there already wears out no flash. */
 bool
 save_key(const char *path, const gchar *key, GError **error)
 {
@@ -31,6 +49,8 @@ save_key(const char *path, const gchar *key, GError **error)
         g_set_error_literal(error, G_FILE_ERROR, G_FILE_ERROR_FAILED, g_strerror(EFBIG));
         return false;
     }
+    if (is_stored(path, content))
+        return true;
     return zolv::replace_file(luks_directory, path, key_mode, content, error);
 }
 

@@ -522,6 +522,22 @@ TEST_F(LuksKey, IsSyncedAndThenItsName)
             << text;
 }
 
+TEST_F(LuksKey, ThatIsThereAlreadyIsNotWritten)
+{
+    const auto set = [] { zolv_helper_luks_set_key(uuid.c_str(), "pass phrase"); };
+    const Lines written{key_folder + "/.perimond-unfinished", key_folder};
+
+    set();
+    EXPECT_EQ(synced_by(set), Lines{});
+    ASSERT_EQ(chmod(key_path.c_str(), 0644), 0);
+    EXPECT_EQ(synced_by(set), written);
+    EXPECT_EQ(mode_of(key_path), 0640U);
+    fs::rename(key_path, folder + "/elsewhere");
+    fs::create_symlink(folder + "/elsewhere", key_path);
+    EXPECT_EQ(synced_by(set), written);
+    EXPECT_FALSE(fs::is_symlink(key_path));
+}
+
 TEST_F(LuksKey, MayBeEmpty)
 {
     zolv_helper_luks_set_key(uuid.c_str(), "");
