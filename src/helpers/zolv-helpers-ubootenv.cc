@@ -21,14 +21,18 @@ constexpr char config_path[] = "/etc/fw_env.config";
 
 /* Built into the library. */
 constexpr char lock_path[] = "/var/lock/fw_printenv.lock";
+constexpr mode_t lock_mode = 0600;
 
+/* Whoever can open the lock can hold it, and the library waits for ever: so it is taken from all
+ * others, to whom the library's own tools may have left it. */
 bool
 is_own_file(int fd)
 {
     struct stat info;
 
     return fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() &&
-           info.st_nlink == 1;
+           info.st_nlink == 1 &&
+           ((info.st_mode & (S_IRWXG | S_IRWXO)) == 0 || fchmod(fd, lock_mode) == 0);
 }
 
 /* The library empties whatever the lock's name leads to, and waits for whoever holds it or, with a
@@ -37,8 +41,8 @@ is_own_file(int fd)
 bool
 check_lock()
 {
-    const zolv::UniqueFd lock(
-        open(lock_path, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    const zolv::UniqueFd lock(open(
+        lock_path, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, lock_mode));
 
     if (lock ? is_own_file(lock.get()) : errno == ENOENT || errno == EROFS)
         return true;

@@ -182,6 +182,19 @@ TEST_F(UbootEnvLock, MayBeAnyFileOfRoots)
     EXPECT_TRUE(get("modelname"));
 }
 
+TEST_F(UbootEnvLock, IsTakenFromAllOthersWhoCouldHoldIt)
+{
+    put_file(lock, "");
+    for (const mode_t mode : {0644, 0620, 0604}) {
+        ASSERT_EQ(chmod(lock.c_str(), mode), 0);
+        EXPECT_TRUE(get("modelname"));
+        EXPECT_EQ(mode_of(lock), 0600U);
+    }
+    EXPECT_EQ(chmod(lock.c_str(), 0400), 0);
+    EXPECT_TRUE(get("modelname"));
+    EXPECT_EQ(mode_of(lock), 0400U);
+}
+
 TEST_F(UbootEnvLock, IsNotALinkOrAnotherNameOfAFile)
 {
     put_file(victim, "content");
