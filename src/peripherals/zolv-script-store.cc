@@ -4,6 +4,7 @@
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "helpers/zolv-helpers-store.h"
+#include "peripherals/zolv-temporary-folder.h"
 #include "tvl-log.h"
 
 #include <algorithm>
@@ -64,8 +65,11 @@ create_copy(const zolv::ScriptSource &source, const char *directory, const char 
 void
 log_failure(const zolv::ScriptSource &source, int code)
 {
-    _tvl_log(TVL_LOG_WARN, "[Common] install script '%s' failed: %s",
-             fit_text(source.path()).c_str(), g_strerror(code));
+    std::string path = fit_text(source.path());
+
+    zolv::cut_text(path);
+    _tvl_log(TVL_LOG_WARN, "[Common] install script '%s' failed: %s", path.c_str(),
+             g_strerror(code));
 }
 
 /* The caller learns that the step failed, the log why. */
@@ -174,7 +178,8 @@ zolv::script_faults::script_taken(const ScriptRequest &request)
     const std::string link = request.store.link_path(request.name);
 
     return script == link || base_name == unfinished_name || base_name == ScriptMark::file_name ||
-           (!request.adopted && entry_exists(script)) || entry_exists(link);
+           base_name == TemporaryFolder::mark_name || (!request.adopted && entry_exists(script)) ||
+           entry_exists(link);
 }
 
 bool

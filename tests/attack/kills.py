@@ -26,12 +26,13 @@ class Board:
         self.target = target
         self.client = None
         self.tarvel = os.path.join(target.world.directory, "tarvel")
+        self.temporary_folder = os.path.join(self.tarvel, "tmp")
         self.settings_folder = target.world.settings
         self.hooks = os.path.join(self.settings_folder, "dio-scripts")
         self.actions = os.path.join(self.settings_folder, "button-scripts")
         self.sources = os.path.join(self.tarvel, "sources")
         self.text = "#!/bin/true\n" + "#" * SIZE
-        for folder in (self.hooks, self.actions, self.sources):
+        for folder in (self.hooks, self.actions, self.sources, self.temporary_folder):
             os.makedirs(folder, exist_ok=True)
         self.write(os.path.join(self.sources, "source.sh"))
 
@@ -84,6 +85,8 @@ class Board:
                 require(not name.startswith(".") and "damaged" not in name
                         and not re.fullmatch(r".*\.conf\..*", name),
                         f"{name} was left in {folder}")
+        require(not [entry.name for entry in os.scandir(self.temporary_folder) if entry.is_dir()],
+                "a temporary folder was left")
 
 
 class Scripts:
@@ -195,7 +198,6 @@ def duration(board, kind):
 def run(count):
     source = random.Random(count)
     with attack.Target(environment={"TMPDIR": "/etc/tarvel/tmp"}) as target:
-        os.mkdir(os.path.join(target.world.directory, "tarvel", "tmp"))
         target.stop()
         board = Board(target)
         board.restart()

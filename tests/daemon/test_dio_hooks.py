@@ -175,6 +175,15 @@ class AddTest(HookTest):
         self.assertIn(f"<warn>  [Common] install script '{path}' failed: "
                       "No such file or directory", self.log_lines())
 
+    def test_a_long_path_is_cut_in_the_log(self):
+        path = "/." * 600 + self.write_script("one.sh")
+        os.rmdir(self.here(HOOKS))
+        with self.assertBusError(GIO_ERROR.format("1"), f"Error opening file “{HOOKS}/one.sh”: "
+                                                        "No such file or directory"):
+            self.dio("DI1").AddHook("first", path)
+        self.assertIn(f"<warn>  [Common] install script '{path[:1019]}[...]' failed: "
+                      "No such file or directory", self.log_lines())
+
     def test_a_script_larger_than_the_disk_is_refused_at_once(self):
         path = self.write_script("large")
         os.truncate(self.here(path), 1 << 42)
@@ -667,9 +676,30 @@ class OrphanTest(OrphanBase):
         self.write_script("DI1.script", folder=HOOKS)
         shutil.rmtree(self.here(self.temporary))
         line = self.reload()[1]
-        self.assertTrue(line.startswith("<warn>  [DIO/DI1] Failed to create temp directory: "),
-                        line)
+        self.assertEqual(line, "<warn>  [DIO/DI1] Failed to create temp directory: Failed to create "
+                         f"file “{self.temporary}/XXXXXX”: No such file or directory")
         self.assertEqual(self.hook_files(), ["DI1.script"])
+
+    def kill_with_a_copy(self, mode):
+        """A kill while a copy lies in a temporary folder; the folder."""
+        folder = f"{self.temporary}/AbCdEf"
+        self.kill_daemon()
+        self.world.run("mkdir", "-m", mode, folder)
+        self.write_script("DI1.script", folder=folder)
+        os.symlink(f"{folder}/DI1.script", self.here(f"{HOOKS}/.perimond-temporary"))
+        self.start_daemon()
+        self.assertEqual(self.hook_files(), [])
+        return folder
+
+    def test_a_kill_leaves_no_temporary_folder(self):
+        folder = self.kill_with_a_copy("0700")
+        self.assert_nothing_temporary()
+        self.assertIn(f"<info>  [Common] Removed temporary folder '{folder}'", self.log_lines())
+
+    def test_somebody_elses_folder_of_that_name_stays(self):
+        folder = self.kill_with_a_copy("0755")
+        self.assertEqual(os.listdir(self.here(folder)), ["DI1.script"])
+        self.assertNotIn("Removed temporary folder", "".join(self.log_lines()))
 
     def test_a_name_in_use_by_a_link_elsewhere_loses_the_script(self):
         self.write_script("DI1.script", folder=HOOKS)

@@ -374,7 +374,7 @@ TEST_F(ScriptStore, SyncsTheScriptUnderItsHiddenNameAndThenTheDirectory)
 
 TEST_F(ScriptStore, KeepsItsOwnNamesToItself)
 {
-    for (const char *name : {".perimond-unfinished", ".perimond-mark"}) {
+    for (const char *name : {".perimond-unfinished", ".perimond-mark", ".perimond-temporary"}) {
         fs::copy(source(), root_ / name);
         EXPECT_EQ(add("word", root_ / name), "script taken") << name;
     }

@@ -5,6 +5,7 @@
 #include "core/zolv-text.h"
 #include "helpers/zolv-helpers-common.h"
 #include "peripherals/zolv-script-store.h"
+#include "peripherals/zolv-temporary-folder.h"
 
 #include <array>
 #include <cerrno>
@@ -88,6 +89,7 @@ void
 zolv::DioHook::prepare()
 {
     store();
+    TemporaryFolder::sweep(hook_directory);
 }
 
 bool
@@ -224,16 +226,10 @@ zolv::DioHook::is_linked(DIR *directory, const char *script) const
 }
 
 bool
-zolv::DioHook::is_orphan(const ScriptSource &source) const
+zolv::DioHook::is_orphan(const ScriptSource &source, DIR *directory) const
 {
-    const DirectoryPtr directory(opendir(hook_directory));
     const char *script = source.path().c_str();
 
-    if (directory == nullptr) {
-        zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", hook_directory,
-                     g_strerror(errno));
-        return false;
-    }
     if (source.missing()) {
         ZOLV_OBJ_DEBUG(obj_, "%s does not exist\n", script);
         return false;
@@ -247,7 +243,7 @@ zolv::DioHook::is_orphan(const ScriptSource &source) const
         zolv_obj_log(obj_, TVL_LOG_WARN, "%s is not executable by owner\n", script);
         return false;
     }
-    return !is_linked(directory.get(), script);
+    return !is_linked(directory, script);
 }
 
 /* A script that may not be a hook is given up, as it was when scripts were moved out of the way
@@ -278,14 +274,14 @@ void
 zolv::DioHook::install_orphan(const ScriptSource &source)
 {
     g_autoptr(GError) error = nullptr;
-    g_autofree char *directory = g_dir_make_tmp("XXXXXX", &error);
+    TemporaryFolder folder(hook_directory);
 
-    if (directory == nullptr) {
+    if (!folder.make(source.base_name(), &error)) {
         zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to create temp directory: %s",
                      fit_text(error->message).c_str());
         return;
     }
-    g_autofree char *copy = g_build_filename(directory, source.base_name().c_str(), nullptr);
+    const char *copy = folder.file().c_str();
     UniqueFd file(open(copy, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0700));
     const bool copied = file && source.regular() && source.copy_to(file.get());
     file.reset();
@@ -293,7 +289,7 @@ zolv::DioHook::install_orphan(const ScriptSource &source)
         make_hook(source.path().c_str(), copy);
     else
         zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to move script to temp directory");
-    if (!zolv_helper_delete_directory(directory, nullptr))
+    if (!folder.remove())
         zolv_obj_log(obj_, TVL_LOG_WARN, "Failed to delete temp directory");
 }
 
@@ -302,9 +298,21 @@ zolv::DioHook::convert_orphan()
 {
     g_autofree char *script =
         g_strdup_printf("%s/%s.script", hook_directory, zolv_obj_get_name(obj_));
+    const DirectoryPtr directory(opendir(hook_directory));
+    struct stat info;
 
+    if (directory == nullptr) {
+        zolv_obj_log(obj_, TVL_LOG_WARN, "Error opening directory %s: %s\n", hook_directory,
+                     g_strerror(errno));
+        return;
+    }
+    /* So it is nearly always; to look at what is there costs two processes. */
+    if (lstat(script, &info) != 0 && errno == ENOENT) {
+        ZOLV_OBJ_DEBUG(obj_, "%s does not exist\n", script);
+        return;
+    }
     const ScriptSource source(script);
-    if (!is_orphan(source))
+    if (!is_orphan(source, directory.get()))
         return;
     zolv_obj_log(obj_, TVL_LOG_INFO,
                  "%s is orphan script, setup hook name and link for compatibility\n", script);

@@ -53,7 +53,7 @@ class DioHook {
     void select_registered(const char *name);
     void deselect();
     void set_path(Path path);
-    bool is_orphan(const ScriptSource &source) const;
+    bool is_orphan(const ScriptSource &source, DIR *directory) const;
     bool is_linked(DIR *directory, const char *script) const;
     void install_orphan(const ScriptSource &source);
     void make_hook(const char *script, const char *copy);
