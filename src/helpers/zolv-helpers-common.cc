@@ -23,8 +23,9 @@ namespace {
 
 constexpr std::size_t command_size = 256;
 
-/* A daemon has no terminal, and must not get one by opening a serial port. */
-constexpr int open_flags = O_CLOEXEC | O_NOCTTY;
+/* A daemon has no terminal, and must not get one by opening a serial port. A FIFO where a file is
+ * expected must not hold it up until somebody opens the other end; files know no waiting. */
+constexpr int open_flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
 /* Reports errno as "@operation '@path' failed: <text>", and leaves it as it is. */
 bool

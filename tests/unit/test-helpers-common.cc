@@ -10,6 +10,7 @@
 #include <gio/gio.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -70,6 +71,23 @@ TEST_F(Files, ReadOfAMissingFileFails)
     EXPECT_FALSE(zolv_helper_read_file(path.c_str(), buffer, 1, &error));
     expect_error("open '/sys/test/file' failed: No such file or directory");
     EXPECT_EQ(log(), Lines{});
+}
+
+TEST_F(Files, APipeThatNobodyServesDoesNotHoldTheCaller)
+{
+    guchar byte = 0;
+
+    put_file(path, "");
+    unlink(path.c_str());
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    alarm(20); /* ends the test, should it wait */
+    EXPECT_FALSE(zolv_helper_read_file(path.c_str(), buffer, 1, &error));
+    expect_error("read '/sys/test/file' failed: No data available");
+    EXPECT_FALSE(zolv_helper_read_file_as_uchar(path.c_str(), &byte, 1, &error));
+    expect_error("read '/sys/test/file' failed: No data available");
+    EXPECT_FALSE(zolv_helper_write_file(path.c_str(), "1", 1, &error));
+    expect_error("open '/sys/test/file' failed: No such device or address");
+    alarm(0);
 }
 
 TEST_F(Files, ReadOfAnEmptyFileFails)
