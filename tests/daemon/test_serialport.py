@@ -207,6 +207,15 @@ class SetInterfaceTest(SerialTest):
         self.assertEqual((self.switched(), self.kept()["port"], self.stored()),
                          ([], 1, {"Interface": "1"}))
 
+    def test_the_mode_that_is_stored_is_not_written_again(self):
+        self.port().SetInterface(2)
+        file = os.path.join(self.world.settings, "peripheral-settings.conf")
+        before = os.stat(file)
+        self.port().SetInterface(2)
+        # A save replaces the file.
+        self.assertEqual((os.stat(file).st_ino, os.stat(file).st_mtime_ns),
+                         (before.st_ino, before.st_mtime_ns))
+
     def test_a_device_that_is_gone_is_told_and_nothing_is_stored(self):
         self.world.do("absent", "/dev/ttyX0")
         text = "open '/dev/ttyX0' failed: No such file or directory"

@@ -274,6 +274,10 @@ class WrongDeviceTest(AdapterTest):
         self.assert_ends("attached_interface != NULL", "ID_MODEL=x", "link=/dev/port0",
                          command="serivo -")
 
+    def test_a_place_is_named_for_a_removal_too(self):
+        self.assert_ends("attached_interface != NULL", "ID_MODEL=x", "link=/dev/port0",
+                         command="serivo-remove -")
+
     def test_a_device_has_a_model(self):
         self.assert_ends("full_model_name != NULL", "link=/dev/port0")
 

@@ -8,6 +8,7 @@ ALL = "serial-list ID interfaces 0 1 2 3"
 REGISTER = "/sys/devices/platform/fpga/rs485_en"
 NO_FILE = "No such file or directory"
 EIO = "Input/output error"
+NO_LINE = "write '/sys/class/gpio/export' failed: Invalid argument"
 
 
 class Type1Test(SerialTest):
@@ -88,6 +89,22 @@ class PinTests:
         self.define(self.kind, "P2", DEVICE)
         self.assertEqual((self.switched(), self.objects()),
                          (self.modes[0], ["SerialPort/P1", "SerialPort/P2"]))
+
+    def test_a_port_that_is_shown_before_its_pins_are_defined_fails(self):
+        self.define(self.kind, "P2", ALL, *self.more, "export ID")
+        self.switched()
+        for method, argument in (("SetInterface", (1,)), ("GetInterface", ())):
+            self.assert_refused(method, argument, "OperationFailure", NO_LINE, name="P2")
+        self.assertEqual([step for step in self.switched() if step[0] != "register"], [])
+
+    def test_a_line_that_is_not_wired_fails_and_the_port_is_shown(self):
+        pins = (-1, *self.pins[1:])
+        lines = self.define(self.kind, "P2", ALL, *self.more, DEVICE,
+                            f"serial-pins ID {' '.join(map(str, pins))}")
+        self.assertEqual([line for line in lines if line.startswith("<warn>")],
+                         [f"<warn>  [SerialPort/P2] {step} failed: {NO_LINE}" for step in (
+                             "Initialize port interface", "Fallback: set first port interface")])
+        self.assertEqual(self.objects(), ["SerialPort/P1", "SerialPort/P2"])
 
     def test_each_mode_is_read_back(self):
         for mode in (1, 2, 0):
@@ -228,10 +245,20 @@ class Type4Test(PinTests, PinTest):
         self.assertEqual(self.switched(), [("register", "1")])
 
     def test_a_port_without_a_register(self):
-        lines = self.define("4", "P2", ALL, DEVICE, "serial-pins ID 8 9 10")
-        self.assertIn("<warn>  [SerialPort/P2] Initialize port interface failed: open '' failed: "
-                      + NO_FILE, lines)
-        self.assertEqual(self.objects(), ["SerialPort/P1", "SerialPort/P2"])
+        for name, *register in (("P2",), ("P3", "serial-register ID -")):
+            lines = self.define("4", name, ALL, *register, DEVICE, "serial-pins ID 8 9 10")
+            self.assertIn(f"<warn>  [SerialPort/{name}] Initialize port interface failed: "
+                          f"open '' failed: {NO_FILE}", lines)
+            self.assertIn(f"SerialPort/{name}", self.objects())
+
+    def test_a_pipe_that_nobody_serves_does_not_hold_the_daemon(self):
+        self.world.run("mkfifo", "/run/register")
+        self.define("4", "P2", ALL, "serial-register ID /run/register", DEVICE,
+                    "serial-pins ID 8 9 10")
+        self.assert_refused("SetInterface", (1,), "OperationFailure",
+                            "open '/run/register' failed: No such device or address", name="P2")
+        self.assert_refused("GetInterface", (), "OperationFailure",
+                            "read '/run/register' failed: No data available", name="P2")
 
 
 class Type5Test(PinTests, PinTest):
@@ -436,6 +463,16 @@ class Type9Test(SerialTest):
         self.assertEqual(self.stored(),
                          {"PullUpDown": "true", "Terminator": "true", "Interface": "1"})
 
+    def test_a_switch_is_announced_and_neither_the_mode_nor_the_wish_for_a_state_is(self):
+        self.define_port("serial-state ID directly", "serial-resistors ID", "serial-terminator ID")
+        recorder = self.recorder("SerialPort/P1", "PropertiesChanged")
+        self.port().SetInterface(1)
+        self.port().SetIOState(1)
+        self.port().SetTerminator(2)
+        recorder.expect([("SerialPort/P1", "PropertiesChanged", {"Terminator": 2})])
+        self.port().SetPullUpDown(2)
+        recorder.expect([("SerialPort/P1", "PropertiesChanged", {"PullUpDown": 2})])
+
     def test_every_state_but_2_switches_off(self):
         self.define_switches()
         self.port().SetInterface(3)
@@ -497,6 +534,21 @@ class Type10Test(SerialTest):
     def define_port(self, pin=8, modes="0 1"):
         return self.define("10", "P1", f"serial-list ID interfaces {modes}", DEVICE,
                            f"serial-pins ID {pin}")
+
+    def test_device_and_line_make_the_port_ready_whichever_comes_first(self):
+        parts = (DEVICE, "serial-pins ID 8")
+        for name, (first, second) in (("P2", parts), ("P3", reversed(parts))):
+            self.switched()
+            self.define("10", name, "serial-list ID interfaces 0 1", first)
+            self.assertEqual((self.switched(), self.objects()), ([], []))
+            self.define("10", name, second)
+            self.assertEqual((self.switched(), self.objects()),
+                             ([(8, 1), ("ttyX0", "rs485=0x0")], [f"SerialPort/{name}"]))
+            self.act(f"serial-unexport SerialPort/{name}")
+
+    def test_a_port_that_is_shown_before_its_line_is_defined_fails(self):
+        self.define("10", "P1", "serial-list ID interfaces 0 1", "export ID")
+        self.assert_refused("SetInterface", (1,), "DeviceIOFailure", "Set GPIO pin -1 failed")
 
     def test_the_line_is_driven_and_then_the_kernel_told(self):
         self.define_port()

@@ -95,12 +95,12 @@ do_pins(const Call *call)
         zolv_serialport_type10_define_gpio_pins(ZOLV_SERIALPORT_TYPE10(obj), pin(call, 2));
 }
 
-/* serial-register ID PATH */
+/* serial-register ID PATH|- */
 static void
 do_register(const Call *call)
 {
     zolv_serialport_type4_define_rs485_en_reg_path(ZOLV_SERIALPORT_TYPE4(probe_obj(call)),
-                                                   call->words[2]);
+                                                   probe_optional(call, 2));
 }
 
 /* serial-resistors ID [STATE]: without a state those that software switches */
@@ -231,11 +231,11 @@ do_serivo(const Call *call)
         zolv_serialport_serivo_create_serivo(call->manager, call->device, probe_optional(call, 1));
 }
 
-/* serivo-remove PLACE: whatever the event is */
+/* serivo-remove PLACE|-: whatever the event is */
 static void
 do_serivo_remove(const Call *call)
 {
-    zolv_serialport_serivo_remove_serivo(call->manager, call->device, call->words[1]);
+    zolv_serialport_serivo_remove_serivo(call->manager, call->device, probe_optional(call, 1));
 }
 
 const Command serial_commands[] = {

@@ -4,13 +4,13 @@
 #include "peripherals/serialport/zolv-serialport.h"
 #include "zolv-error.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string>
 #include <tuple>
-#include <vector>
 
 namespace zolv {
 
@@ -75,9 +75,13 @@ class ModePins {
   public:
     explicit ModePins(const PinModeTable &table) : table_(table) {}
 
-    void define_register(const char *path) { register_ = path; }
-    void define(std::initializer_list<GpioLine> lines) { lines_ = lines; }
-    bool defined() const { return !lines_.empty(); }
+    void define_register(const char *path) { register_ = path != nullptr ? path : ""; }
+    void define(std::initializer_list<GpioLine> lines)
+    {
+        std::ranges::copy(lines, lines_.begin());
+        defined_ = true;
+    }
+    bool defined() const { return defined_; }
 
     const PinMode *row_of_mode(guint mode, GError **error) const
     {
@@ -101,7 +105,10 @@ class ModePins {
 
     const PinModeTable &table_;
     std::string register_;
-    std::vector<GpioLine> lines_; /* P0 first; none until they are defined */
+    /* P0 first. Before they are defined, and for a line that is not wired, the number is that of no
+     * line, and what is asked of it fails. */
+    std::array<GpioLine, std::tuple_size_v<decltype(PinMode::levels)>> lines_;
+    bool defined_ = false;
 };
 
 } // namespace zolv

@@ -38,7 +38,7 @@ class Device {
     Device(const char *path, GError **error) : path_(path), error_(error), fd_(open_serial(path))
     {
         if (!fd_)
-            fail("open");
+            fail(errno, "open");
     }
 
     explicit operator bool() const { return static_cast<bool>(fd_); }
@@ -47,16 +47,15 @@ class Device {
     {
         if (ioctl(fd_.get(), request.number, argument) >= 0)
             return true;
-        fail(("ioctl(" + std::string(request.name) + ") for").c_str());
+        const int code = errno;
+        fail(code, "ioctl(" + std::string(request.name) + ") for");
         return false;
     }
 
   private:
-    void fail(const char *what) const
+    void fail(int code, const std::string &what) const
     {
-        const int code = errno;
-
-        zolv::failf(error_, ZOLV_CORE_ERROR_DEVICE_IO, "%s '%s' failed: %s", what,
+        zolv::failf(error_, ZOLV_CORE_ERROR_DEVICE_IO, "%s '%s' failed: %s", what.c_str(),
                     zolv::fit_text(path_).c_str(), g_strerror(code));
     }
 

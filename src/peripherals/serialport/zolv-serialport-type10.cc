@@ -24,14 +24,15 @@ struct _ZolvSerialPortType10Private {
     {
     }
 
-    std::optional<zolv::GpioLine> pin; /* number 0 is none: no board has its transceiver there */
+    zolv::GpioLine pin; /* number 0 is none: no board has its transceiver there */
+    bool pin_defined = false;
     zolv::Setting<guint> interface;
 };
 
 static gboolean
 serialport_type10_check_ready(ZolvSerialPort *port)
 {
-    return zolv::has_device(port) && ZOLV_SERIALPORT_TYPE10(port)->priv->pin.has_value();
+    return zolv::has_device(port) && ZOLV_SERIALPORT_TYPE10(port)->priv->pin_defined;
 }
 
 static gboolean
@@ -42,7 +43,7 @@ serialport_type10_set_interface(ZolvSerialPort *port, guint mode, GError **error
     if (mode != SERIALPORT_RS232 && mode != SERIALPORT_RS485_2W)
         return zolv::failf(error, ZOLV_CORE_ERROR_PERIPH_UNKNOWN_VALUE, "unknown interface: %d",
                            static_cast<int>(mode));
-    if (!drive_pin(*priv->pin, mode == SERIALPORT_RS232 ? 1 : 0, error) ||
+    if (!drive_pin(priv->pin, mode == SERIALPORT_RS232 ? 1 : 0, error) ||
         !zolv::set_kernel_rs485(zolv_serialport_get_device(port), mode == SERIALPORT_RS485_2W,
                                 error))
         return FALSE;
@@ -74,6 +75,7 @@ ZOLV_DEFINE_CLASS(ZolvSerialPortType10, zolv_serialport_type10, ZOLV_TYPE_SERIAL
 void
 zolv_serialport_type10_define_gpio_pins(ZolvSerialPortType10 *self, gint p0)
 {
-    self->priv->pin.emplace(p0);
+    self->priv->pin.define(p0);
+    self->priv->pin_defined = true;
     zolv_serialport_check_ready_and_init(ZOLV_SERIALPORT(self));
 }

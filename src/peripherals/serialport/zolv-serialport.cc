@@ -320,6 +320,7 @@ set_at_start(ZolvSerialPort *self, guint mode, const char *step)
 void
 zolv_serialport_check_ready_and_init(ZolvSerialPort *self)
 {
+    ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_SERIALPORT(self));
     const std::vector<guint> &interfaces = self->priv->interfaces;
 
@@ -347,6 +348,7 @@ zolv_serialport_get_original_device(ZolvSerialPort *self)
 gboolean
 zolv_serialport_set_interface(ZolvSerialPort *self, guint mode, GError **error)
 {
+    ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_SERIALPORT(self));
     const std::vector<guint> &interfaces = self->priv->interfaces;
 
@@ -360,6 +362,7 @@ zolv_serialport_set_interface(ZolvSerialPort *self, guint mode, GError **error)
 gboolean
 zolv_serialport_get_interface(ZolvSerialPort *self, guint *mode, GError **error)
 {
+    ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_SERIALPORT(self));
     return ZOLV_SERIALPORT_GET_CLASS(self)->get_interface(self, mode, error);
 }
@@ -367,6 +370,7 @@ zolv_serialport_get_interface(ZolvSerialPort *self, guint *mode, GError **error)
 gboolean
 zolv_serialport_set_pull_up_down(ZolvSerialPort *self, guint state, GError **error)
 {
+    ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_SERIALPORT(self));
     return ZOLV_SERIALPORT_GET_CLASS(self)->set_pull_up_down(self, state, error);
 }
@@ -374,6 +378,7 @@ zolv_serialport_set_pull_up_down(ZolvSerialPort *self, guint state, GError **err
 gboolean
 zolv_serialport_set_terminator(ZolvSerialPort *self, guint state, GError **error)
 {
+    ZOLV_ASSERT(self != NULL);
     ZOLV_ASSERT(ZOLV_IS_SERIALPORT(self));
     return ZOLV_SERIALPORT_GET_CLASS(self)->set_terminator(self, state, error);
 }
