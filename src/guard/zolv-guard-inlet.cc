@@ -71,6 +71,8 @@ zolv::GuardInlet::deliver(std::string_view message)
 
     if (share == nullptr || GuardLedger::give(*share, message))
         ready_ += message;
+    else
+        turn_ += message.size();
 }
 
 void

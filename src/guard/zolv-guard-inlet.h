@@ -22,7 +22,7 @@ class GuardInlet {
     GuardInlet(int fd, GuardLedger &ledger, GuardOutlet &outlet);
 
     /* Gives GDBus what there is for it, @size bytes at most. Returns as recv() does, and never
-     * waits. Where much has to be thrown away it says EAGAIN although the socket has more, so that
+     * waits. Where much is thrown away or kept it says EAGAIN although the socket has more, so that
      * the answers of others have their turn. */
     ssize_t read(std::uint8_t *data, std::size_t size);
 
@@ -51,7 +51,7 @@ class GuardInlet {
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     bool emptied_socket_ = false; /* the last reading brought less than there was room for */
-    std::size_t turn_ = 0;        /* bytes thrown away in this turn */
+    std::size_t turn_ = 0;        /* bytes thrown away or kept in this turn */
     /* Bytes of the message under way in the buffer: */
     std::size_t skip_ = 0;                /* to be thrown away */
     std::size_t collect_ = 0;             /* to be there before it is passed on */

@@ -153,10 +153,10 @@ write_on(gint, GIOCondition, gpointer data)
     const SocketPtr socket = *self->socket;
     const gssize result = socket->guard.outlet.write({self->data, self->size});
 
+    finish(task, result, socket, G_IO_OUT, write_on);
     /* With an answer, a kept call has its turn, of which the socket says nothing. */
     if (socket->guard.ledger.has_turns() && socket->reading != nullptr)
         g_source_set_ready_time(socket->reading, 0);
-    finish(task, result, socket, G_IO_OUT, write_on);
     return G_SOURCE_REMOVE;
 }
 
