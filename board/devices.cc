@@ -87,6 +87,14 @@ initialized_at()
     return std::to_string(now_us());
 }
 
+std::shared_ptr<Node>
+node_for(const Device &device)
+{
+    if (device.subsystem == "block")
+        return std::make_shared<BlockNode>();
+    return std::make_shared<PlainFile>();
+}
+
 std::string
 joined(const std::vector<std::string> &words)
 {
@@ -231,7 +239,7 @@ Devices::add_node(const Device &device) const
         root_.put(link, std::make_shared<Link>("/dev/" + device.node));
     /* A kind that serves the node has put its own file there. */
     if (root_.resolve("dev/" + device.node) == nullptr)
-        root_.put("dev/" + device.node, std::make_shared<PlainFile>());
+        root_.put("dev/" + device.node, node_for(device));
 }
 
 std::shared_ptr<Directory>

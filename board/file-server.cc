@@ -30,7 +30,7 @@ stat_of(const Node &node)
 {
     struct stat status {};
 
-    status.st_ino = FileServer::inode_of(node);
+    status.st_ino = node.number();
     status.st_mode = node.mode();
     status.st_nlink = 1;
     status.st_size = static_cast<off_t>(node.size());

@@ -249,6 +249,9 @@ arrange_mounts(const std::string &directory)
     bind_mount(stage + "/files/dev", "/dev");
     /* Where the host shows only part of /proc, a new one is not allowed: the host's will do. */
     (void)mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
+    /* The board's computer was booted from its flash, whatever the host's was. */
+    write_text("/run/board/cmdline", "console=ttyS0 root=/dev/mmcblk0p2 rw\n");
+    (void)mount("/run/board/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr);
     (void)umount2(stage.c_str(), MNT_DETACH);
 }
 

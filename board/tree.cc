@@ -292,6 +292,12 @@ PlainFile::write(OpenFile &, std::string_view bytes, off_t offset, Answer answer
     answer.done(bytes.size());
 }
 
+mode_t
+BlockNode::mode() const
+{
+    return S_IFIFO | 0660;
+}
+
 std::shared_ptr<Attribute>
 constant(std::string_view text)
 {

@@ -71,6 +71,9 @@ class Node : public std::enable_shared_from_this<Node> {
     virtual mode_t mode() const = 0;
     virtual std::size_t size() const { return 4096; }
 
+    /* Never the same again, unlike its place in memory. */
+    std::uint64_t number() const { return number_; }
+
     /* Where the node is (/sys/devices/...), and where users of it look (/sys/class/...). */
     const std::string &path() const { return path_; }
     const std::string &alias() const { return alias_; }
@@ -78,6 +81,8 @@ class Node : public std::enable_shared_from_this<Node> {
 
   private:
     friend class Directory;
+    inline static std::uint64_t next_number_ = 1;
+    std::uint64_t number_ = next_number_++;
     std::string path_;
     std::string alias_;
 };
@@ -175,6 +180,14 @@ class PlainFile : public File {
 
   private:
     std::string content_;
+};
+
+/* The node of a disk. Nobody may make block devices in a user namespace; a named pipe can be opened
+ * and, unlike a regular file, is not taken for an image of a disk. */
+class BlockNode : public Node {
+  public:
+    mode_t mode() const override;
+    std::size_t size() const override { return 0; }
 };
 
 /* An attribute that always shows the same line. */

@@ -121,11 +121,11 @@ class SerialNode : public File {
             if (name == "knows")
                 know(value);
             else if (name == port_.name())
-                port_.keep(number(value));
+                port_.keep(board::number(value));
             else if (name == rs485_.name())
-                rs485_.keep(number(value));
+                rs485_.keep(board::number(value));
             else if (name == mode_.name())
-                mode_.keep(number(value));
+                mode_.keep(board::number(value));
             else
                 throw Refusal("a serial node has no '" + name + "'");
         }

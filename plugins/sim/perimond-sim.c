@@ -24,6 +24,26 @@ static const struct {
 } gpio_leds[] = {
     {"USR1", 4, FALSE, "User 1"},
     {"USR2", 5, TRUE, "User 2"},
+    {"STICK", 48, FALSE, "USB storage"},
+    {"CARD", 49, FALSE, "SD card"},
+};
+
+/* Which of them shows which kind of disk: lit while one is mounted. */
+static const ZolvPartitionLed storage_leds[] = {
+    {.name = "LED/STICK", .kind = 1},
+    {.name = "LED/CARD", .kind = 2},
+};
+
+/* Storage slots, known by the bus that their disks hang on. */
+static const struct {
+    const char *name;
+    const char *id;
+    const char *path;    /* below it are the disks of the slot */
+    guint type;          /* also the kind of its LED */
+    const char *bootenv; /* NULL: the slot cannot be switched off, and comes with its disk */
+} slots[] = {
+    {"USB", "Disk/USB", "/sys/devices/platform/usb/usb1/1-2/", 1, NULL},
+    {"SD", "Disk/SD", "/sys/devices/platform/mmc1/", 2, "sd_enable"},
 };
 
 /* Buzzers on plain GPIO lines. */
@@ -369,6 +389,25 @@ create_dios(ZolvBaseManager *manager)
     }
 }
 
+static void
+create_slots(ZolvBaseManager *manager)
+{
+    for (gsize i = 0; i < G_N_ELEMENTS(slots); i++) {
+        ZolvDisk *slot =
+            ZOLV_DISK(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_DISK, slots[i].name));
+
+        if (slots[i].bootenv != NULL) {
+            zolv_disk_bind_bootenv(slot, slots[i].bootenv);
+            zolv_disk_init_iostate(slot, zolv_disk_enable_by_bootenv, NULL);
+        }
+        zolv_disk_define_disk_type(slot, slots[i].type);
+        if (slots[i].bootenv != NULL)
+            zolv_disk_export(slot); /* there also without a disk */
+    }
+    zolv_base_manager_add_ptn_led_service(
+        manager, zolv_partition_led_service_new(manager, storage_leds, G_N_ELEMENTS(storage_leds)));
+}
+
 /* A speaker comes and goes with its input device; the buzzer stays the same object. */
 static void
 handle_speaker_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
@@ -435,6 +474,34 @@ handle_can_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *dev
     }
 }
 
+/* The partitions follow their disk: the slot knows what to make of each. */
+static void
+handle_slot_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device,
+                  ZolvDisk *slot)
+{
+    if (g_strcmp0(action, "add") == 0) {
+        zolv_disk_device_add(slot, manager, device);
+    } else if (g_strcmp0(action, "remove") == 0) {
+        zolv_disk_device_remove(slot, manager, device);
+    } else if (g_strcmp0(action, "change") == 0) {
+        zolv_disk_device_change(slot, manager, device);
+        /* A card reader tells of its card's table once it has read it. */
+        if (g_udev_device_has_property(device, "ID_PART_TABLE_TYPE"))
+            zolv_disk_export(slot);
+    }
+}
+
+static void
+handle_block_event(ZolvBaseManager *manager, const gchar *action, GUdevDevice *device)
+{
+    if (g_strcmp0(g_udev_device_get_subsystem(device), "block") != 0)
+        return;
+    for (gsize i = 0; i < G_N_ELEMENTS(slots); i++)
+        if (g_str_has_prefix(g_udev_device_get_sysfs_path(device), slots[i].path))
+            handle_slot_event(manager, action, device,
+                              ZOLV_DISK(zolv_base_manager_get_object(manager, slots[i].id)));
+}
+
 void
 platform_init(ZolvBaseManager *manager)
 {
@@ -446,6 +513,7 @@ platform_init(ZolvBaseManager *manager)
     create_cans(manager);
     create_ethernets(manager);
     create_dios(manager);
+    create_slots(manager);
 }
 
 void
@@ -462,4 +530,5 @@ uevent_handler(ZolvBaseManager *manager, const gchar *action, GUdevDevice *devic
     handle_speaker_event(manager, action, device);
     handle_adapter_event(manager, action, device);
     handle_can_event(manager, action, device);
+    handle_block_event(manager, action, device);
 }

@@ -14,6 +14,7 @@
 #include "manager/zolv-model-table.h"
 #include "manager/zolv-mount-table.h"
 #include "manager/zolv-secure-boot.h"
+#include "peripherals/partition/zolv-partition-refresh.h"
 #include "services/zolv-partition-led-service.h"
 #include "services/zolv-signal-led-service.h"
 #include "services/zolv-sim-led-service.h"
@@ -21,6 +22,7 @@
 
 #include <array>
 #include <map>
+#include <optional>
 #include <string>
 
 enum { PROP_CONNECTION = 1 };
@@ -29,8 +31,12 @@ namespace {
 
 constexpr char manager_path[] = "/com/tarvel/Perimond";
 
-/* Disk types, which index what the mount table says of their partitions. */
-constexpr std::size_t n_disk_types = 6;
+/* What the mount table says of the partitions of each disk type. */
+using DiskStates = std::array<guint, 6>;
+
+/* zolv_partition_is_mount(): of a type's partitions, one that is mounted outweighs the others. */
+constexpr guint partition_without_disk = 0;
+constexpr guint partition_mounted = 1;
 
 /* By network interface. */
 template <typename Service>
@@ -182,10 +188,34 @@ ZOLV_DEFINE_CLASS_WITH_INTERFACE(ZolvBaseManager, zolv_base_manager,
                             G_PARAM_READWRITE | G_PARAM_CONSTRUCT | G_PARAM_STATIC_STRINGS));
 }
 
+/* Refreshes all partitions by one reading of the table, and sums up each type of disk. */
+static DiskStates
+refresh_partitions(ZolvBaseManager *self)
+{
+    std::optional<zolv::Mounts> mounts;
+    DiskStates states{};
+    bool is_read = false;
+
+    for (const auto &[id, object] : self->priv->objects) {
+        if (!ZOLV_IS_PARTITION(object.get()))
+            continue;
+        if (!mounts)
+            is_read = mounts.emplace().read();
+        ZolvPartition *partition = ZOLV_PARTITION(object.get());
+        guint type = 0;
+        zolv::refresh_partition(partition, is_read ? &*mounts : nullptr);
+        const guint state = zolv_partition_is_mount(partition, &type);
+        if (state != partition_without_disk && type < states.size() &&
+            states[type] != partition_mounted)
+            states[type] = state;
+    }
+    return states;
+}
+
 static void
 mount_table_changed(ZolvBaseManager *self)
 {
-    const std::array<guint, n_disk_types> mounted{};
+    const DiskStates mounted = refresh_partitions(self);
 
     if (self->priv->partition_led_service != nullptr)
         zolv_partition_led_service_update_led(self->priv->partition_led_service.get(),

@@ -13,13 +13,22 @@ KINDS = [  # which of the peripheral interfaces objects of the simulated board c
     "CAN",
     "Console",
     "DIO",
+    "Disk",
     "Ethernet",
     "LED",
+    "Partition",
     "SerialPort",
 ]
 
 
 class InterfaceTest(perimond.DaemonTest):
+    def prepare(self):
+        """A stick is plugged in, so that there is a partition."""
+        self.world.do("plug", "block", "sda", "parent=platform/usb/usb1/1-2", "devtype=disk",
+                      "node=sda", "quiet=1")
+        self.world.do("plug", "block", "sda1", "parent=platform/usb/usb1/1-2/block/sda",
+                      "devtype=partition", "node=sda1", "quiet=1")
+
     def described(self, identifier):
         """Our interfaces of an object, without those that every bus object has."""
         return {

@@ -34,6 +34,15 @@ PROMISED = {
         "get_type new update_signal_level update_signal_strength update_conn_state",
     "zolv_sim_led_service_": "get_type new update_leds",
     "zolv_partition_led_service_": "get_type new update_led",
+    "zolv_disk_":
+        "get_type define_disk_type define_is_system_disk bind_bootenv enable_directly "
+        "enable_by_bootenv init_iostate export unexport get_is_system_disk get_auto_mount_setting "
+        "get_disk_type is_available get_device_name_length init_floating_system_disk device_add "
+        "device_change device_remove",
+    "zolv_partition_":
+        "get_type bind_disk define_device initialize update_info is_mount mount unmount "
+        "initialize_luks remap_luks luks_init luks_open luks_close luks_changekey format "
+        "blkid_lookup_value get_uuid get_filesystem_type",
     "zolv_helper_":
         "set_sysfs_gpio_value get_sysfs_gpio_value set_sysfs_gpio_direction "
         "get_sysfs_gpio_direction set_sysfs_gpio_active_low get_sysfs_gpio_active_low "

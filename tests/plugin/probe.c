@@ -84,6 +84,8 @@ static const struct {
     {"can", zolv_can_get_type},
     {"console", zolv_console_get_type},
     {"ethernet", zolv_ethernet_get_type},
+    {"disk", zolv_disk_get_type},
+    {"partition", zolv_partition_get_type},
 };
 
 static GType
@@ -736,6 +738,7 @@ act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
             act_on(commands, &call);
             act_on(net_commands, &call);
             act_on(serial_commands, &call);
+            act_on(storage_commands, &call);
         }
         g_strfreev(words);
     }
