@@ -45,6 +45,7 @@ zolv::GuardInlet::receive(std::size_t wanted)
         }
         const std::size_t size = std::max(wanted, usual_buffer);
         memmove(buffer_.data(), buffer_.data() + begin_, available());
+        explicit_bzero(buffer_.data() + available(), begin_);
         end_ = available();
         begin_ = 0;
         if (buffer_.size() != size) {
@@ -118,7 +119,8 @@ zolv::GuardInlet::judge_message()
     return true;
 }
 
-/* A message that passes is there as a whole. */
+/* A message that passes is there as a whole. It may hold a passphrase, of which no copy stays: not
+ * here, and not where GDBus has taken it from. */
 void
 zolv::GuardInlet::finish_message()
 {
@@ -130,6 +132,7 @@ zolv::GuardInlet::finish_message()
         return;
     }
     deliver({reinterpret_cast<const char *>(message.data()), total});
+    explicit_bzero(buffer_.data() + begin_, total);
     begin_ += total;
 }
 
@@ -189,6 +192,7 @@ zolv::GuardInlet::give(std::uint8_t *data, std::size_t size)
     }
     size = std::min(size, left_);
     memcpy(data, ready_.data() + given_, size);
+    explicit_bzero(ready_.data() + given_, size);
     given_ += size;
     left_ -= size;
     if (given_ == ready_.size()) {

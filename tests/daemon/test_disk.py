@@ -40,8 +40,8 @@ class SlotTest(StorageTest):
         signals = self.recorder(member="hotPlug")
         self.assertEqual(self.unplug("sda"), ["<info>  [Disk/USB] Unexported"])
         self.assertEqual(self.objects(), [])
-        signals.wait_for(lambda: signals.events, "the signal")
-        self.assertEqual(signals.events, [(USB, "hotPlug", ("remove", "/dev/sda"))])
+        signals.wait_for(lambda: (USB, "hotPlug", ("remove", "/dev/sda")) in signals.events,
+                         "the signal")
 
     def test_a_disk_that_comes_back_is_the_same_object(self):
         for _ in range(3):
@@ -58,7 +58,7 @@ class SlotTest(StorageTest):
             "'/dev/sda'"])
         self.assertEqual(self.lines(("unplug", "block", "sdb")), [])
         self.assertEqual(self.properties()["Device"], "/dev/sda")
-        self.assertEqual(signals.events, [])
+        self.assertEqual([event for event in signals.events if "/dev/sdb" in event[2]], [])
 
     def test_the_same_disk_again_does_nothing(self):
         self.insert("sda")
