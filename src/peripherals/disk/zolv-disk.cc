@@ -6,8 +6,8 @@
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
+#include "helpers/zolv-disk-names.h"
 #include "helpers/zolv-setting.h"
-#include "peripherals/disk/zolv-disk-names.h"
 #include "peripherals/partition/zolv-partition.h"
 #include "peripherals/zolv-io-state.h"
 

@@ -9,7 +9,7 @@
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
 #include "core/zolv-text.h"
-#include "peripherals/disk/zolv-disk-names.h"
+#include "helpers/zolv-disk-names.h"
 #include "peripherals/partition/zolv-luks-volume.h"
 #include "peripherals/partition/zolv-partition-mount.h"
 #include "peripherals/partition/zolv-partition-probe.h"

@@ -1,4 +1,4 @@
-#include "peripherals/disk/zolv-disk-names.h"
+#include "helpers/zolv-disk-names.h"
 
 static constexpr std::string_view digits = "0123456789";
 
