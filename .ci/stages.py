@@ -14,8 +14,6 @@ CLANG = {"CC": "clang", "CXX": "clang++"}
 ADDRESS = "./check --sanitize address"
 THREAD = "./check --werror --sanitize thread"
 
-# Not yet among them, to be run by hand: ./check --board, ./demo --board, tools/check-lint, and the rest
-# of ./check --sanitize thread unit threads.
 # Name, command, what must have ended before, what else is in the environment. Of those that may start
 # the first does: what others wait for, and what takes long, stands in front.
 STAGES = [
@@ -25,12 +23,15 @@ STAGES = [
     ("arm64", "./check --arm64", ("image", "host"), {}),
     ("address build", f"{ADDRESS} --build", (), {}),
     ("address", f"{ADDRESS} unit daemon board attack", ("address build",), {}),
-    ("thread", f"{THREAD} log main-queue worker led button", ("thread build",), CLANG),
+    ("thread", f"{THREAD} unit threads", ("thread build",), CLANG),
+    ("system", "./check --board", ("image",), {}),
     ("format", "tools/check-format", (), {}),
+    ("lint", "tools/check-lint", ("thread build",), {}),
     ("demo", "./demo", ("host",), {}),
+    ("demo on the board", "./demo --board", ("system",), {}),
 ]
 # What compiles and lints leaves the processors to what has time limits.
-PATIENT = ("image", "thread build", "address build", "format")
+PATIENT = ("image", "thread build", "address build", "format", "lint")
 AT_ONCE = os.cpu_count() + 1  # much of a test is waiting
 SUMMARY = re.compile(r"^(\d+) passed, (\d+) failed$", re.M)
 

@@ -100,20 +100,34 @@ def load(target, seconds):
     attack.require(not gone, "a load ended by itself")
     with target.client() as client:
         client.call(*LED, "GetState")
-    time.sleep(2)  # what has started a script may still hold a descriptor
 
 
 def use(target):
     return target.memory_kib(), target.descriptors(), target.threads()
 
 
+def settled(target, expected=None):
+    """Its use once nothing that starts a script or takes a device away holds a descriptor any more:
+    as many descriptors and threads as expected, or the same for 3 s; after 30 s as it is then."""
+    end = time.monotonic() + attack.scaled(30)
+    now, since = use(target), time.monotonic()
+    while time.monotonic() < end:
+        if now[1:] == expected[1:] if expected else time.monotonic() - since > attack.scaled(3):
+            break
+        time.sleep(0.1)
+        last, now = now, use(target)
+        if now[1:] != last[1:]:
+            since = time.monotonic()
+    return now
+
+
 def run(count):
     with attack.Target(log_level="ERR", keeps_log=False) as target:
         load(target, max(2, count / 10))
-        before = use(target)
+        before = settled(target)
         with attack.Witness(target, pause=0.02) as witness:
             load(target, count)
-        after = use(target)
+        after = settled(target, before)
         print(f"{count} s: memory, descriptors and threads were {before}, are {after}; {witness}")
         share = 0.02 if count >= 600 else 0.1
         if target.memory_counts():
