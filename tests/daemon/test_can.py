@@ -48,6 +48,11 @@ class CANTest(ProbeTest):
         settings.read(os.path.join(self.world.settings, "peripheral-settings.conf"))
         return settings.get("CAN/P1", key, fallback=None)
 
+    def settings_file(self):
+        """Changes with each save, which replaces the file."""
+        info = os.stat(os.path.join(self.world.settings, "peripheral-settings.conf"))
+        return info.st_ino, info.st_mtime_ns
+
     def level(self):
         return int(self.world.do("read", LINE))
 
@@ -167,6 +172,13 @@ class TerminatorTest(CANTest):
         self.assertEqual([event[2] for event in recorder.events],
                          [{"Terminator": 2}, {"Terminator": 1}])
 
+    def test_what_is_stored_already_is_not_written_again(self):
+        self.set(2)
+        before = self.settings_file()
+        self.set(2)
+        self.define("can-terminator ID 30")
+        self.assertEqual((self.settings_file(), self.seen()), (before, (2, 1, "true")))
+
     def test_any_number_is_published_and_all_but_2_are_off(self):
         self.set(2)
         self.set(7)
@@ -186,6 +198,11 @@ class TerminatorTest(CANTest):
         self.world.do("fail", "*/gpio30/value", "write", "EIO")
         self.assert_refused("SetTerminator", (2,), "OperationFailure", FAULT)
         self.assertEqual(self.seen(), (2, 0, "false"))
+        self.world.do("heal")
+        self.set(2)
+        self.world.do("fail", "*/gpio30/value", "write", "EIO")
+        self.assert_refused("SetTerminator", (1,), "OperationFailure", FAULT)
+        self.assertEqual(self.seen(), (1, 1, "true"))
 
     def test_a_disabled_port_is_refused_before_all_else(self):
         self.act("can-state CAN/P1 1")
@@ -290,6 +307,11 @@ class DefinitionTest(CANTest):
         self.assertAborts(("zolv_can_define_device_name_by_udev", "interface != NULL"),
                           "can-device CAN/P1 tty ttyX")
 
+    def test_a_name_that_is_no_text_is_made_fit_for_the_bus(self):
+        self.world.do("plug", "net", "canY", "INTERFACE=can\udcff\x1b", "quiet=1")
+        self.define("can-device ID net canY")
+        self.assertEqual(self.port.get("DeviceName"), "can\ufffd\\x1b")
+
     def test_it_is_exported_and_withdrawn_at_will(self):
         self.define("can-export ID")
         self.assertEqual(self.objects(), ["CAN/P1"])
@@ -310,6 +332,11 @@ class IOStateTest(CANTest):
         self.assertEqual((self.stored("IOState"), self.world.do("env", "can_enable"),
                           self.port.get("IOState")), ("false", "0\n", 2))
         self.assertEqual(self.port.GetBitrate(), 250000)
+
+    def test_every_number_but_2_switches_it_off(self):
+        for state, value in ((2, "1\n"), (7, "0\n"), (2, "1\n"), (0, "0\n")):
+            self.port.SetIOState(state)
+            self.assertEqual(self.world.do("env", "can_enable"), value)
 
     def test_the_end_writes_the_wish_over_what_was_changed_by_hand(self):
         self.world.do("env", "can_enable", "0")

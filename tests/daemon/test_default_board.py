@@ -14,6 +14,15 @@ class DefaultBoardTest(perimond.DaemonTest):
         self.assertEqual([line for line in self.log_lines()
                           if line.startswith(("<warn>", "<error>"))], [])
 
+    def test_its_network_ports_have_the_names_of_their_interfaces(self):
+        self.assertEqual([self.bus_object(port).get("DeviceName") for port in
+                          ("CAN/CAN1", "Ethernet/LAN1", "Ethernet/LAN2")], ["can0", "lan0", "lan1"])
+        self.assertEqual([self.bus_object("CAN/CAN1").get(name) for name in
+                          ("MaximumSupportedBitrate", "IOState", "Terminator")], [1000000, 2, 1])
+        self.world.do("unplug", "net", "can0")
+        perimond.wait_until(lambda: self.bus_object("CAN/CAN1").get("DeviceName") == "",
+                            "the controller is gone")
+
     def test_hooks_and_actions_can_be_added_and_listed_at_once(self):
         script = os.path.join(self.world.directory, "mine.sh")
         with open(script, "w", encoding="utf-8") as file:

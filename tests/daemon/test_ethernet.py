@@ -80,6 +80,11 @@ class NameTest(EthernetTest):
         self.world.do("plug", "tty", "ttyX", "quiet=1")
         self.assertAborts(("interface_of", "interface != NULL"), "eth-udev Ethernet/P1 tty ttyX")
 
+    def test_a_name_that_is_no_text_is_made_fit_for_the_bus(self):
+        self.world.do("plug", "net", "ethY", "INTERFACE=eth\udcff\x1b", "quiet=1")
+        self.define("eth-name ID first", "eth-udev ID net ethY")
+        self.assertEqual(self.name(), "eth\ufffd\\x1b")
+
     def test_it_is_exported_and_withdrawn_at_will(self):
         self.define("eth-export ID")
         self.assertEqual(self.objects(), ["Ethernet/P1"])
@@ -124,6 +129,13 @@ class PHYTest(EthernetTest):
         self.world.do("plug", "tty", "ttyX", f"parent={MAC}", "quiet=1")
         self.attach("../../../tty/ttyX")
         self.assert_cleared(NOT_LISTED)
+
+    def test_a_name_that_is_no_text_is_made_fit_for_the_log(self):
+        self.world.do("plug", "net", "ethY", f"parent={MAC}", "INTERFACE=eth\udcff\x1b", "quiet=1")
+        self.attach("../../../net/ethY")
+        self.assertEqual(self.define(self.NAME_IT),
+                         [IS_ATTACHED.replace("ethX", "eth\ufffd\\x1b")])
+        self.assertEqual(self.name(), "eth\ufffd\\x1b")
 
     def test_a_network_device_without_an_interface_ends_the_daemon(self):
         self.world.do("plug", "net", "ethY", f"parent={MAC}", "quiet=1")
@@ -183,6 +195,22 @@ class PollingTest(EthernetTest):
             recorder.expect([("Ethernet/P1", "PropertiesChanged", {"DeviceName": "ethX"})], 60)
         self.assertGreaterEqual(time.monotonic() - begin, 1.5)
         self.assertEqual(lines, [IS_ATTACHED])
+
+    def test_a_step_comes_half_a_second_after_the_one_before(self):
+        self.define(self.POLL)
+
+        def time_of_next_step():
+            self.wait_for_steps(1)
+            return time.monotonic()
+
+        last = time_of_next_step()
+        gaps = []
+        # A busy machine puts steps off, never forward.
+        while len(gaps) < 3 or (min(gaps) > 0.65 and len(gaps) < 60):
+            now = time_of_next_step()
+            gaps.append(now - last)
+            last = now
+        self.assertLessEqual(min(gaps), 0.65)
 
     def test_what_is_there_already_is_named_by_the_first_step(self):
         self.world.do("heal")
@@ -277,6 +305,13 @@ class PollingTest(EthernetTest):
         self.assertEqual(self.define(f"eth-check ID {PHY} {ATTACHED}"),
                          [IS_ATTACHED, "<info>  [Probe] done"])
 
+    def test_an_attachment_that_leads_nowhere_is_waited_for(self):
+        self.world.do("heal")
+        self.world.do("absent", ATTACHED)
+        self.attach("../../../net/ethY")
+        self.assertEqual(self.define(f"eth-check ID {PHY} {ATTACHED}"), ["<info>  [Probe] again"])
+        self.assertEqual(self.name(), "first")
+
 
 class IOStateTest(EthernetTest):
     definition = ("eth-bootenv ID lan_enable", "eth-state ID bootenv", "eth-name ID ethX")
@@ -296,6 +331,11 @@ class IOStateTest(EthernetTest):
                                  "<info>  [Ethernet/P1] SetIOState() OK, io_state=1"])
         self.assertEqual((self.stored(), self.world.do("env", "lan_enable"),
                           self.port.get("IOState")), ("false", "0\n", 2))
+
+    def test_every_number_but_2_switches_it_off(self):
+        for state, value in ((2, "1\n"), (7, "0\n"), (2, "1\n"), (0, "0\n")):
+            self.port.SetIOState(state)
+            self.assertEqual(self.world.do("env", "lan_enable"), value)
 
     def test_the_end_writes_the_wish_over_what_was_changed_by_hand(self):
         self.world.do("env", "lan_enable", "0")

@@ -229,8 +229,11 @@ class ReadyTest(AdapterTest):
 
     def test_a_tty_that_cannot_be_opened_is_not_on_the_bus_until_it_comes_anew(self):
         self.world.do("fail", "/dev/ttyUSB0", "open", "EIO")
+        start = time.monotonic()
         self.plug()
         self.wait_for_events(1)
+        # A second after each try, the last one too.
+        self.assertGreaterEqual(time.monotonic() - start, 5)
         self.assertEqual((self.opens(), self.objects(), self.stored(NAME)), (["EIO"] * 5, [], {}))
         self.assertEqual(self.log_of("[Manager] Create new object"),
                          [f"<debug> [Manager] Create new object: {PORT}"])
