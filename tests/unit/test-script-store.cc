@@ -183,7 +183,7 @@ class ScriptStore : public testing::Test {
     zolv::ScriptStore &store()
     {
         if (store_ == nullptr)
-            store_ = std::make_unique<zolv::ScriptStore>(kind_);
+            renew();
         return *store_;
     }
 
@@ -192,7 +192,7 @@ class ScriptStore : public testing::Test {
     zolv::ScriptKind kind_{};
 
     /* As a start of the daemon does. */
-    void renew() { store_.reset(); }
+    void renew() { store_ = std::make_unique<zolv::ScriptStore>(kind_); }
 
   private:
     std::unique_ptr<zolv::ScriptStore> store_;
