@@ -1,5 +1,6 @@
 #include "core/zolv-assert.h"
 #include "core/zolv-raii.h"
+#include "core/zolv-stop.h"
 #include "core/zolv-terminate.h"
 #include "core/zolv-text.h"
 #include "guard/zolv-guarded-bus.h"
@@ -8,7 +9,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <glib-unix.h>
 #include <utility>
 
 namespace {
@@ -75,16 +75,14 @@ quit_cb(gpointer)
     return G_SOURCE_REMOVE;
 }
 
-/* Fires once for each signal; a second one then ends the process by default. */
-gboolean
-termination_cb(gpointer)
+void
+termination_cb()
 {
     _tvl_log(TVL_LOG_INFO, "[Manager] Caught signal, Start to shutdown process");
     if (loop == nullptr)
         exit(EXIT_SUCCESS);
     /* Not from within a running handler. */
     g_idle_add(quit_cb, nullptr);
-    return G_SOURCE_REMOVE;
 }
 
 } // namespace
@@ -103,8 +101,7 @@ main()
     /* Other threads run loops on the default context, for sources that belong to this thread. One
      * of them would take the context over as soon as the loop below ends: it is owned for good. */
     g_main_context_acquire(nullptr);
-    g_unix_signal_add(SIGTERM, termination_cb, nullptr);
-    g_unix_signal_add(SIGINT, termination_cb, nullptr);
+    zolv::catch_termination(termination_cb);
     /* The kernel reaps the children, so that none becomes a zombie. */
     signal(SIGCHLD, SIG_IGN);
 

@@ -19,6 +19,8 @@ constexpr std::size_t max_name_length = 15;
 /* Started workers; only the main loop touches them. */
 std::vector<zolv::Worker *> workers;
 
+thread_local zolv::Worker *own_worker;
+
 } // namespace
 
 gpointer
@@ -26,6 +28,7 @@ zolv::Worker::run(gpointer data)
 {
     auto *self = static_cast<Worker *>(data);
 
+    own_worker = self;
     self->body_(*self);
     return nullptr;
 }
@@ -91,6 +94,12 @@ zolv::Worker::sleep_for(std::chrono::microseconds duration)
            errno == EINTR)
         ;
     return running();
+}
+
+zolv::Worker *
+zolv::Worker::current()
+{
+    return own_worker;
 }
 
 void

@@ -43,6 +43,9 @@ class Worker {
     /* For the body: waits, and tells whether to go on. */
     bool sleep_for(std::chrono::microseconds duration);
 
+    /* The worker whose thread asks; null on the main loop. */
+    static Worker *current();
+
     /* Tells all threads of the process to stop, so that they end side by side. */
     static void request_stop_all();
 
