@@ -6,6 +6,7 @@ import re
 import signal
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 
@@ -33,7 +34,16 @@ STAGES = [
 # What compiles and lints leaves the processors to what has time limits.
 PATIENT = ("image", "thread build", "address build", "format", "lint")
 AT_ONCE = os.cpu_count() + 1  # much of a test is waiting
+SHOWN = 200_000  # bytes of a stage's output
 SUMMARY = re.compile(r"^(\d+) passed, (\d+) failed$", re.M)
+
+
+def end_of(file):
+    """The last of what a stage has said; a program that repeats itself must not bury the rest."""
+    size = file.seek(0, os.SEEK_END)
+    file.seek(max(0, size - SHOWN))
+    text = file.read().decode(errors="replace")
+    return f"[{size - SHOWN} bytes are left out]\n{text}" if size > SHOWN else text
 
 
 class Stage:
@@ -46,13 +56,13 @@ class Stage:
     def run(self):
         """Runs it to its end; returns what it said, to be shown."""
         began = time.monotonic()
-        self.process = subprocess.Popen(
-            ["nice", "-n", "10" if self.name in PATIENT else "0", *self.command.split()],
-            env={**os.environ, **self.environment}, stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
-            start_new_session=True)
-        text = self.process.stdout.read()
-        _, status, usage = os.wait4(self.process.pid, 0)
+        with tempfile.TemporaryFile() as output:
+            self.process = subprocess.Popen(
+                ["nice", "-n", "10" if self.name in PATIENT else "0", *self.command.split()],
+                env={**os.environ, **self.environment}, stdin=subprocess.DEVNULL,
+                stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
+            _, status, usage = os.wait4(self.process.pid, 0)
+            text = end_of(output)
         self.process.returncode = status = os.waitstatus_to_exitcode(status)
         counts = SUMMARY.findall(text)
         if counts:
