@@ -62,5 +62,6 @@ void add_serial(World &);
 void add_can(World &);
 void add_boot_environment(World &);
 void add_settings(World &);
+void add_waits(World &);
 
 } // namespace board

@@ -738,6 +738,7 @@ act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
             act_on(commands, &call);
             act_on(net_commands, &call);
             act_on(serial_commands, &call);
+            act_on(socket_commands, &call);
             act_on(storage_commands, &call);
         }
         g_strfreev(words);

@@ -27,4 +27,5 @@ GUdevDevice *probe_device(const Call *call, guint word);
 
 extern const Command net_commands[];
 extern const Command serial_commands[];
+extern const Command socket_commands[];
 extern const Command storage_commands[];

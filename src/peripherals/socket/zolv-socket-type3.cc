@@ -8,9 +8,12 @@ namespace {
 using namespace std::chrono_literals;
 using Line = zolv::PowerLine;
 
+/* clang-format off */
 constexpr std::array power_on = {
-    zolv::drive(Line::reset, 1), zolv::drive(Line::power_off, 0),
-    zolv::drive(Line::reset, 0), zolv::wait(1s),
+    zolv::drive(Line::reset, 1),
+    zolv::drive(Line::power_off, 0),
+    zolv::drive(Line::reset, 0),
+    zolv::wait(1s),
     zolv::drive(Line::reset, 1),
 };
 
@@ -18,14 +21,13 @@ constexpr std::array power_off = {
     zolv::drive(Line::power_off, 1),
 };
 
-constexpr std::array definition =
-    std::array{
-        zolv::drive(Line::sim, 0),
-        zolv::drive(Line::extra0, 0),
-        zolv::drive(Line::extra1, 0),
-        zolv::drive(Line::extra2, 0),
-    } +
-    power_on;
+constexpr std::array definition = std::array{
+    zolv::drive(Line::sim, 0),
+    zolv::drive(Line::extra0, 0),
+    zolv::drive(Line::extra1, 0),
+    zolv::drive(Line::extra2, 0),
+} + power_on;
+/* clang-format on */
 
 } // namespace
 

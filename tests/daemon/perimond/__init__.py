@@ -4,9 +4,10 @@ A World is a simulated board in namespaces of its own; a DaemonTest has one, wit
 daemon running on it and a connection to its bus."""
 
 from .board_test import BoardTest
+from .clock import FastTime
 from .daemon import DaemonTest
 from .run import main
 from . import world
 from .world import BoardError, World, scaled, wait_until
 
-__all__ = ["BoardError", "BoardTest", "DaemonTest", "World", "main", "scaled", "wait_until", "world"]
+__all__ = ["BoardError", "BoardTest", "DaemonTest", "FastTime", "World", "main", "scaled", "wait_until", "world"]
