@@ -113,6 +113,7 @@ zolv::GuardInlet::judge_message()
     } else if (verdict == Verdict::pass || verdict == Verdict::examine) {
         collect_ = frame->total;
         examine_ = verdict == Verdict::examine;
+        secret_ = head && has_secret(*head);
     } else {
         skip_ = frame->total;
     }
@@ -120,7 +121,7 @@ zolv::GuardInlet::judge_message()
 }
 
 /* A message that passes is there as a whole. It may hold a passphrase, of which no copy stays: not
- * here, and not where GDBus has taken it from. */
+ * here, and not where GDBus reads messages, one over the other. */
 void
 zolv::GuardInlet::finish_message()
 {
@@ -131,7 +132,11 @@ zolv::GuardInlet::finish_message()
         replace_message(read_frame(message)->head, total);
         return;
     }
-    deliver({reinterpret_cast<const char *>(message.data()), total});
+    const std::string_view text(reinterpret_cast<const char *>(message.data()), total);
+    if (secret_)
+        deliver(GuardText(text) += filler(total));
+    else
+        deliver(text);
     explicit_bzero(buffer_.data() + begin_, total);
     begin_ += total;
 }
@@ -144,6 +149,7 @@ zolv::GuardInlet::take_message()
         if (!receive(1))
             return false;
         const std::size_t size = std::min(skip_, available());
+        explicit_bzero(buffer_.data() + begin_, size);
         begin_ += size;
         skip_ -= size;
         turn_ += size;
@@ -164,7 +170,7 @@ zolv::GuardInlet::forget_given()
 {
     if (given_ < usual_buffer || given_ < ready_.size() - given_)
         return;
-    ready_.erase(0, given_);
+    ready_ = GuardText(ready_, given_);
     given_ = 0;
 }
 

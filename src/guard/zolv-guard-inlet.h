@@ -1,12 +1,11 @@
 #pragma once
 
+#include "guard/zolv-guard-bytes.h"
 #include "guard/zolv-guard-judge.h"
 #include "guard/zolv-guard-outlet.h"
 
-#include <string>
 #include <string_view>
 #include <sys/types.h>
-#include <vector>
 
 namespace zolv {
 
@@ -47,7 +46,7 @@ class GuardInlet {
     int fd_;
     GuardLedger &ledger_;
     GuardOutlet &outlet_;
-    std::vector<std::uint8_t> buffer_; /* what the bus has sent lies between begin_ and end_ */
+    GuardBuffer buffer_; /* what the bus has sent lies between begin_ and end_ */
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     bool emptied_socket_ = false; /* the last reading brought less than there was room for */
@@ -56,10 +55,11 @@ class GuardInlet {
     std::size_t skip_ = 0;                /* to be thrown away */
     std::size_t collect_ = 0;             /* to be there before it is passed on */
     bool examine_ = false;                /* whether GLib is asked then */
+    bool secret_ = false;                 /* whether a filler follows it */
     GuardLedger::Share *share_ = nullptr; /* of the sender of a call */
     /* What GDBus gets, how much of that it has, and how much of the message that it reads it has
      * not. */
-    std::string ready_;
+    GuardText ready_;
     std::size_t given_ = 0;
     std::size_t left_ = 0;
 };

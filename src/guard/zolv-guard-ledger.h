@@ -1,5 +1,7 @@
 #pragma once
 
+#include "guard/zolv-guard-bytes.h"
+
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -33,7 +35,7 @@ class GuardLedger {
         std::vector<Call> calls;
         std::size_t bytes = 0;
         std::size_t n_given = 0;
-        std::deque<std::string> kept; /* messages whose turn is still to come */
+        std::deque<GuardText> kept; /* messages whose turn is still to come */
     };
 
     /* Enters a call of @length bytes. A sender that has none waiting may have one of any length.
@@ -48,7 +50,7 @@ class GuardLedger {
 
     /* The kept messages whose turn has come. */
     bool has_turns() const { return !turns_.empty(); }
-    std::string take_turns() { return std::exchange(turns_, {}); }
+    GuardText take_turns() { return std::exchange(turns_, {}); }
 
     std::size_t n_senders() const { return senders_.size(); }
 
@@ -56,7 +58,7 @@ class GuardLedger {
     void end_turn(Share &share);
 
     std::map<std::string, Share, std::less<>> senders_;
-    std::string turns_;
+    GuardText turns_;
 };
 
 } // namespace zolv

@@ -14,6 +14,7 @@ using zolv::MessageType;
 using zolv::no_reply_expected;
 
 enum Field : std::uint8_t {
+    MEMBER = 3,
     ERROR_NAME = 4,
     REPLY_SERIAL = 5,
     DESTINATION = 6,
@@ -228,6 +229,8 @@ zolv::read_head(MessageBytes bytes)
             head.reply_serial = field.number;
         else if (field.code == DESTINATION)
             head.destination = field.text;
+        else if (field.code == MEMBER)
+            head.member = field.text;
         else if (field.code == SENDER)
             head.sender = field.text;
         else if (field.code == SIGNATURE)
@@ -240,6 +243,12 @@ bool
 zolv::has_container(const MessageHead &head)
 {
     return head.signature.find_first_of("av(") != std::string_view::npos;
+}
+
+bool
+zolv::has_secret(const MessageHead &head)
+{
+    return head.member == "InitializeLUKS" || head.member == "RemapLUKS";
 }
 
 bool
@@ -271,6 +280,22 @@ zolv::emptied(MessageBytes bytes)
         body = GUINT32_SWAP_LE_BE(body);
     memcpy(message.data() + body_length_at, &body, sizeof body);
     return message;
+}
+
+std::string
+zolv::filler(std::size_t total)
+{
+    const auto reply = [](std::size_t length) {
+        /* GDBus counts its calls from 1 on and is never there. */
+        constexpr std::uint32_t of_no_call = 0xffffffff;
+        MessageWriter message(MessageType::method_return);
+
+        message.add_number(REPLY_SERIAL, of_no_call);
+        return message.finish(of_no_call, std::string(length, '.'));
+    };
+    const std::size_t least = reply(0).size();
+
+    return reply(total > least ? total - least : 0);
 }
 
 std::string

@@ -36,6 +36,7 @@ struct MessageHead {
     std::uint32_t reply_serial = 0;
     std::string_view sender;
     std::string_view destination;
+    std::string_view member;
     std::string_view signature;
 };
 
@@ -45,12 +46,19 @@ std::optional<MessageHead> read_head(MessageBytes head);
 /* Whether the body has a container, the types in whose reading GLib can go wrong. */
 bool has_container(const MessageHead &head);
 
+/* Whether it is a call that brings a passphrase. */
+bool has_secret(const MessageHead &head);
+
 /* Whether GLib can read the whole message. */
 bool is_readable(MessageBytes message);
 
 /* The same message with bytes in place of its arguments: one zero for each character of the
  * signature. No method takes bytes, so GDBus itself answers such a call. */
 std::string emptied(MessageBytes head);
+
+/* A message of @total bytes that answers nothing: GDBus reads it over the one before it, and drops
+ * it. A shorter one than it can be is as short as it can be. */
+std::string filler(std::size_t total);
 
 /* The answer to a call for which there is no room. */
 std::string limits_exceeded(const MessageHead &call);

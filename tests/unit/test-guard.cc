@@ -209,6 +209,30 @@ TEST(Message, HasNoHeaderWithAFieldThatIsAContainer)
     EXPECT_FALSE(read_head(bytes_of(message)));
 }
 
+TEST(Message, HasASecretWhereAMethodTakesAPassphrase)
+{
+    for (const char *member : {"InitializeLUKS", "RemapLUKS"}) {
+        const std::string call = Sent().call(member);
+        EXPECT_TRUE(has_secret(*read_head(bytes_of(call))));
+    }
+    EXPECT_FALSE(has_secret(*read_head(bytes_of(Sent().call()))));
+    EXPECT_FALSE(has_secret(*read_head(bytes_of(Sent().signal(nullptr)))));
+}
+
+TEST(Message, ThatFillsAnswersNothingAndIsAsLongAsItIsToBe)
+{
+    for (const std::size_t total : {std::size_t{80}, std::size_t{81}, std::size_t{300000}}) {
+        const std::string filling = filler(total);
+        EXPECT_EQ(filling.size(), total);
+        const MessagePtr message = parsed(filling);
+        ASSERT_NE(message, nullptr);
+        EXPECT_EQ(g_dbus_message_get_message_type(message.get()),
+                  G_DBUS_MESSAGE_TYPE_METHOD_RETURN);
+        EXPECT_EQ(g_dbus_message_get_reply_serial(message.get()), 0xffffffff);
+    }
+    EXPECT_NE(parsed(filler(0)), nullptr);
+}
+
 TEST(Message, IsReadableAsGLibSays)
 {
     Sent sent;
@@ -433,6 +457,22 @@ TEST_F(GuardTest, PassesALongMessageAndIsSmallAgain)
     const std::string message = Sent{.body = text_of(100000)}.call();
     from_bus(message + Sent{.serial = 6}.call());
     EXPECT_EQ(received(), message + Sent{.serial = 6}.call());
+}
+
+TEST_F(GuardTest, HasEachMessageWithAPassphraseReadOver)
+{
+    std::string expected;
+    for (guint32 serial = 1; serial <= GuardLedger::given_at_most + 1; serial++) {
+        const std::string call =
+            Sent{.serial = serial, .body = text_of(serial * 100)}.call("RemapLUKS");
+        from_bus(call);
+        expected += call + filler(call.size());
+    }
+    std::string seen = received();
+    EXPECT_TRUE(expected.starts_with(seen));
+    ASSERT_GT(write(Sent{.sender = nullptr}.reply_to(1, ":1.7")), 0);
+    seen += received();
+    EXPECT_EQ(seen, expected);
 }
 
 TEST_F(GuardTest, KeepsNothingOfWhatGDBusHasWhileAFloodGoesOn)

@@ -44,8 +44,8 @@ struct _ZolvPartitionPrivate {
 
 namespace {
 
-/* A passphrase as the bus brought it: all copies that are within reach are wiped when the call is
- * over. Made before the call is answered, which frees them. */
+/* A passphrase as the bus brought it: all copies that are within reach are wiped before the call is
+ * answered. */
 class Passphrase {
   public:
     Passphrase(const gchar *argument, GDBusMethodInvocation *invocation)
@@ -69,6 +69,18 @@ class Passphrase {
     const gchar *argument_;
     GVariant *message_;
 };
+
+using PassphraseOperation = gboolean (*)(ZolvPartition *self, const char *passphrase,
+                                         GError **error);
+
+bool
+use_passphrase(ZolvPartition *self, PassphraseOperation operation, const gchar *argument,
+               GDBusMethodInvocation *invocation, GError **error)
+{
+    const Passphrase secret(argument, invocation);
+
+    return operation(self, argument, error);
+}
 
 bool
 is_on_system_disk(const ZolvPartitionPrivate *priv)
@@ -173,10 +185,9 @@ static gboolean
 handle_initialize_luks(ZolvGdbusObjPartition *skeleton, GDBusMethodInvocation *invocation,
                        const gchar *passphrase, ZolvPartition *self)
 {
-    const Passphrase secret(passphrase, invocation);
     zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "InitializeLUKS()");
 
-    if (zolv_partition_initialize_luks(self, passphrase, call.error()))
+    if (use_passphrase(self, zolv_partition_initialize_luks, passphrase, invocation, call.error()))
         zolv_gdbus_obj_partition_complete_initialize_luks(skeleton, call.ok());
     return G_DBUS_METHOD_INVOCATION_HANDLED;
 }
@@ -185,10 +196,9 @@ static gboolean
 handle_remap_luks(ZolvGdbusObjPartition *skeleton, GDBusMethodInvocation *invocation,
                   const gchar *passphrase, ZolvPartition *self)
 {
-    const Passphrase secret(passphrase, invocation);
     zolv::BusCall call(ZOLV_OBJ(self), invocation, {}, "RemapLUKS()");
 
-    if (zolv_partition_remap_luks(self, passphrase, call.error()))
+    if (use_passphrase(self, zolv_partition_remap_luks, passphrase, invocation, call.error()))
         zolv_gdbus_obj_partition_complete_remap_luks(skeleton, call.ok());
     return G_DBUS_METHOD_INVOCATION_HANDLED;
 }
