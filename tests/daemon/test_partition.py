@@ -281,6 +281,13 @@ class TableTest(PartitionTest):
         self.assertUnmounted()
         self.assertTrue(os.path.isdir(self.world.path("/run/there")))
 
+    def test_what_is_mounted_anew_is_unmounted_where_it_is_now(self):
+        self.sh("mkdir /run/there; mount -t tmpfs /dev/sda1 /run/there")
+        self.assertMounted("/run/there")
+        # Within one turn of the main loop, so that the table's changes are not known in between.
+        self.act("unmount USB_p1 0", "mount USB_p1", "unmount USB_p1 0")
+        self.assertUnmounted()
+
     def test_of_several_mounts_the_first_is_shown(self):
         self.sh("mkdir /run/1 /run/2; mount -t tmpfs /dev/sda1 /run/1;"
                 "mount -t tmpfs /dev/sda1 /run/2")

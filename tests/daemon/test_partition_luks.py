@@ -188,6 +188,14 @@ class OpenTest(LuksTest):
         self.assertEqual(self.sh("cat /etc/tarvel/TarvelPerimond/secret"), "secret\n")
         self.assertEqual(self.keys(), [self.uuid])
 
+    def test_a_uuid_that_is_no_text_is_told_made_fit(self):
+        # The head of an older volume: magic, version, and at 168 the UUID.
+        self.sh(r"""f=/run/disks/dev/sda1; rm $f; truncate -s 1M $f
+                printf 'LUKS\272\276\000\001' | dd of=$f conv=notrunc status=none
+                printf 'a\377b\tc/../d' | dd of=$f bs=1 seek=168 conv=notrunc status=none""")
+        self.assertEqual(self.p1.GetUUID(), "a\ufffdb\\tc/../d")
+        self.p1_lines(self.p1.Mount, FAILED, "LUKS open process failed: cannot load LUKS header")
+
     def test_a_volume_that_is_open_already_is_used_as_it_is(self):
         for busy in (False, True):
             self.mount()
@@ -357,6 +365,14 @@ class FormatTest(LuksTest):
                      f"<error> [{P1}] Mount() failed: {text}"])
         self.assertEqual(self.mappings(), [])
 
+    def test_a_format_that_fails_closes_a_volume_that_was_open_too(self):
+        self.restart("btrfs")
+        self.sh(f"mkfifo {MAPPED}; echo /dev/sda1 >/run/mappings/{MAPPER};"
+                f"truncate -s 1M /run/disks{MAPPED}")
+        self.p1_lines(self.p1.Mount, "PeripheralNotSupported",
+                      "LUKS_FILESYSTEM_FORMAT is not supported: btrfs")
+        self.assertEqual(self.mappings(), [])
+
     def test_a_program_that_is_not_there_is_a_failure_and_one_that_fails_is_not(self):
         self.restart("xfs")
         self.sh("rm -f /usr/sbin/mkfs.xfs")
@@ -373,6 +389,11 @@ class FormatTest(LuksTest):
         self.allow("blkid_do_safeprobe")
         self.refuse("blkid_new_probe_from_filename", calls_before=1)
         self.p1_lines(self.p1.Mount, FAILED, "Failed to create blkid probe")
+        self.allow("blkid_new_probe_from_filename")
+        # What has been recognised, but not by a type, is something.
+        self.sh("f=$(ls /run/disks/mapped-*); mkswap $f >/dev/null")
+        self.refuse("blkid_probe_lookup_value", calls_before=1)
+        self.p1_lines(self.p1.Mount, FAILED, "Failed to lookup value")
         self.assertEqual((self.noted("mkfs.ext4"), self.mappings()), ([], []))
 
     def test_a_volume_with_anything_that_has_a_type_is_not_formatted(self):

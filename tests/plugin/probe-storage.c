@@ -119,6 +119,16 @@ do_mount_state(const Call *call)
     INFO("mount state %u of type %u", state, type);
 }
 
+/* mount NAME */
+static void
+do_mount(const Call *call)
+{
+    GError *error = NULL;
+    gboolean done = zolv_partition_mount(partition(call), &error);
+
+    probe_result(call, done, error);
+}
+
 /* unmount NAME LAZY */
 static void
 do_unmount(const Call *call)
@@ -166,6 +176,7 @@ const Command storage_commands[] = {
     {"disk-told", do_told},
     {"partition", do_partition},
     {"mount-state", do_mount_state},
+    {"mount", do_mount},
     {"unmount", do_unmount},
     {"update", do_update},
     {"storage-null", do_null},

@@ -29,7 +29,7 @@ zolv::probe(const char *device, const char *tag, CharPtr &value, GError **error)
     }
     if (blkid_probe_lookup_value(prober.get(), tag, &data, nullptr) != 0) {
         fail(error, ZOLV_CORE_ERROR_EXTERNAL_LIB, "Failed to lookup value");
-        return ProbeResult::nothing;
+        return ProbeResult::failed; /* it holds something, of no such tag */
     }
     value.reset(g_strdup(data));
     return ProbeResult::found;

@@ -8,7 +8,7 @@ namespace zolv {
 
 enum class ProbeResult {
     found,
-    nothing, /* the device was read, and holds nothing that has this tag */
+    nothing, /* the device was read, and holds nothing that libblkid knows */
     failed,  /* nobody knows what it holds */
 };
 

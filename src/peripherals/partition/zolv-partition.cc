@@ -110,8 +110,9 @@ mount_source(const ZolvPartitionPrivate *priv)
     return mapper != nullptr ? priv->volume.mapper_path() : priv->device.path();
 }
 
-/* Gives the open volume a file system if it holds none. Nothing is formatted but what was found to
- * be empty: the mapped device is held open from the look at it to the end. */
+/* Gives the open volume a file system if it holds none, and closes it if that fails. Nothing is
+ * formatted but what was found to be empty: the mapped device is held open from the look at it to
+ * the end. */
 bool
 fill_volume(ZolvPartitionPrivate *priv, GError **error)
 {
@@ -121,14 +122,19 @@ fill_volume(ZolvPartitionPrivate *priv, GError **error)
     zolv::CharPtr type;
 
     mapped.define(path);
-    const zolv::UniqueFd held = mapped.hold();
+    zolv::UniqueFd held = mapped.hold();
     const zolv::ProbeResult result = zolv::probe(path, "TYPE", type, &not_found);
     if (result == zolv::ProbeResult::found)
         return true;
-    if (result == zolv::ProbeResult::nothing && held && mapped.is_at(path) &&
-        priv->volume.is_mapped())
-        return zolv_partition_format(path, error);
-    g_propagate_error(error, g_steal_pointer(&not_found));
+    if (result != zolv::ProbeResult::nothing || !held || !mapped.is_at(path) ||
+        !priv->volume.is_mapped()) {
+        g_propagate_error(error, g_steal_pointer(&not_found));
+        return false;
+    }
+    if (zolv_partition_format(path, error))
+        return true;
+    held.reset(); /* what is in use cannot be closed */
+    zolv_partition_luks_close(priv->self, nullptr);
     return false;
 }
 
@@ -354,6 +360,8 @@ zolv_partition_mount(ZolvPartition *self, GError **error)
             zolv_partition_luks_close(self, nullptr);
         return FALSE;
     }
+    /* Where it was before is no longer true. */
+    priv->mounted_at.clear();
     zolv_gdbus_obj_partition_set_is_mounted(priv->skeleton.get(), TRUE);
     return TRUE;
 }
