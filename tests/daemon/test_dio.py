@@ -460,7 +460,11 @@ class WatcherTest(DioTest):
     def test_inputs_are_read_again_when_the_daemon_has_descriptors_again(self):
         recorder = self.recorder("DIO/DI1", "StateChanged")
         limits = resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE)
-        resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE, (0, limits[1]))
+        # The daemon has more than ten for good. With none at all poll() would fail too, and the main
+        # loop write a warning about that as fast as it can.
+        used = {int(name) for name in os.listdir(f"/proc/{self.daemon_pid}/fd")}
+        free = min(set(range(11)) - used | {10})
+        resource.prlimit(self.daemon_pid, resource.RLIMIT_NOFILE, (free, limits[1]))
         line = ("<error> [DIO/DI1] DIO Hook GetState(0) failed: Failed to get GPIO, trying again: "
                 "Too many open files")
         self.wait_for_log(line)
