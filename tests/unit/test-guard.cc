@@ -464,7 +464,7 @@ TEST_F(GuardTest, HasEachMessageWithAPassphraseReadOver)
     std::string expected;
     for (guint32 serial = 1; serial <= GuardLedger::given_at_most + 1; serial++) {
         const std::string call =
-            Sent{.serial = serial, .body = text_of(serial * 100)}.call("RemapLUKS");
+            Sent{.serial = serial, .body = text_of(std::size_t{serial} * 100)}.call("RemapLUKS");
         from_bus(call);
         expected += call + filler(call.size());
     }
