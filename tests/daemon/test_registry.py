@@ -179,6 +179,7 @@ class TypeWordTest(ProbeTest):
         "DIO": "dio dio-dualgpio",
         "CAN": "can",
         "Ethernet": "ethernet",
+        "WiFi": "wifi-ti-wl1837 wifi-qca6174 wifi-qca9377 wifi-qca2066 wifi-iw612",
     }
 
     def test_each_class_has_its_word(self):

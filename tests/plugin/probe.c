@@ -86,6 +86,12 @@ static const struct {
     {"ethernet", zolv_ethernet_get_type},
     {"disk", zolv_disk_get_type},
     {"partition", zolv_partition_get_type},
+    {"wifi", zolv_wifi_get_type},
+    {"wifi-ti-wl1837", zolv_wifi_ti_wl1837_get_type},
+    {"wifi-qca6174", zolv_wifi_qualcomm_atheros_qca6174_get_type},
+    {"wifi-qca9377", zolv_wifi_qualcomm_atheros_qca93777_get_type},
+    {"wifi-qca2066", zolv_wifi_qualcomm_qca2066_get_type},
+    {"wifi-iw612", zolv_wifi_nxp_iw612_get_type},
 };
 
 static GType
@@ -740,6 +746,7 @@ act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
             act_on(serial_commands, &call);
             act_on(socket_commands, &call);
             act_on(storage_commands, &call);
+            act_on(wifi_commands, &call);
         }
         g_strfreev(words);
     }

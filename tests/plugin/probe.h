@@ -29,3 +29,4 @@ extern const Command net_commands[];
 extern const Command serial_commands[];
 extern const Command socket_commands[];
 extern const Command storage_commands[];
+extern const Command wifi_commands[];

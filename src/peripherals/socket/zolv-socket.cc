@@ -4,8 +4,8 @@
 #include "core/zolv-class.h"
 #include "core/zolv-obj-log.h"
 #include "core/zolv-raii.h"
-#include "peripherals/socket/zolv-socket-calls.h"
 #include "peripherals/socket/zolv-socket-internal.h"
+#include "peripherals/zolv-socket-calls.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "peripherals/socket/zolv-socket-calls.h"
+#include "peripherals/zolv-socket-calls.h"
 
 #include "core/zolv-bus-call.h"
 
