@@ -3,6 +3,7 @@
  *
  *   /run/calls/FUNCTION   a shell script that is run before each call, with the function's argument
  *                         as its own; the call fails when it ends with another status than 0
+ *   /run/calls/every      a shell script that is run before that
  *   /run/calls/record     the calls so far, one a line: function and argument
  *
  * Only calls of the daemon count, not those of the programs that it starts.
@@ -21,21 +22,15 @@
 
 extern char **environ;
 
+/* The status of a script of the folder; 0 without such a script. */
 static int
-refused(const char *function, const char *argument)
+run_script(const char *name, const char *argument)
 {
     char script[256];
     int status = 0;
     pid_t pid = 0;
 
-    if (strcmp(program_invocation_short_name, "tarvelperimond") != 0)
-        return 0;
-    FILE *record = fopen("/run/calls/record", "ae");
-    if (record != NULL) {
-        fprintf(record, "%s %s\n", function, argument);
-        fclose(record);
-    }
-    snprintf(script, sizeof script, "/run/calls/%s", function);
+    snprintf(script, sizeof script, "/run/calls/%s", name);
     if (access(script, F_OK) != 0)
         return 0;
 
@@ -48,7 +43,21 @@ refused(const char *function, const char *argument)
         waitpid(pid, &status, 0) != pid)
         status = -1;
     sigaction(SIGCHLD, &previous, NULL);
-    return status != 0;
+    return status;
+}
+
+static int
+refused(const char *function, const char *argument)
+{
+    if (strcmp(program_invocation_short_name, "tarvelperimond") != 0)
+        return 0;
+    FILE *record = fopen("/run/calls/record", "ae");
+    if (record != NULL) {
+        fprintf(record, "%s %s\n", function, argument);
+        fclose(record);
+    }
+    (void)run_script("every", function);
+    return run_script(function, argument) != 0;
 }
 
 /* What a device of the board holds lies in a file below /run/disks. */
