@@ -5,6 +5,7 @@
 #include "core/zolv-class.h"
 #include "core/zolv-fail.h"
 #include "core/zolv-raii.h"
+#include "core/zolv-system-bus.h"
 #include "core/zolv-text.h"
 #include "core/zolv-worker.h"
 #include "helpers/zolv-helpers-store.h"
@@ -129,6 +130,7 @@ zolv_base_manager_initable_init(GInitable *initable, GCancellable *, GError **er
                                           manager_path, error))
         return FALSE;
     g_dbus_object_manager_server_set_connection(priv->object_manager.get(), priv->connection.get());
+    zolv::set_system_bus(priv->connection.get());
     return TRUE;
 }
 
@@ -272,6 +274,7 @@ zolv_base_manager_shutdown(ZolvBaseManager *self)
     priv->mount_table.close();
     priv->device_events.close();
     priv->object_manager.reset();
+    zolv::set_system_bus(nullptr);
     priv->connection.reset();
     priv->plugin.close();
     _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond Shutdown finished");

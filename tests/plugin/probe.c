@@ -742,6 +742,7 @@ act(ZolvBaseManager *manager, const char *text, GUdevDevice *device)
         if (words[0] != NULL) {
             const Call call = {manager, words, device};
             act_on(commands, &call);
+            act_on(cellular_commands, &call);
             act_on(net_commands, &call);
             act_on(serial_commands, &call);
             act_on(socket_commands, &call);

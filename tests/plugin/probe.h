@@ -25,6 +25,7 @@ void probe_result(const Call *call, gboolean done, GError *error);
  * for the name "-". */
 GUdevDevice *probe_device(const Call *call, guint word);
 
+extern const Command cellular_commands[];
 extern const Command net_commands[];
 extern const Command serial_commands[];
 extern const Command socket_commands[];

@@ -30,12 +30,14 @@ class DaemonTest(unittest.TestCase):
     environment = {}                               # of the daemon
     boot_environment = {}
     board = ()
+    services = ()                                  # files of bus policy of further services
     delivered_settings = False                     # whether those of the board are there
     starts = True                                  # whether setUp() starts the daemon
     exit_status = 0                                # what tearDown() expects
 
     def setUp(self):
-        self.world = World(board=self.board, env=self.boot_environment)
+        self.world = World(board=self.board, env=self.boot_environment,
+                           services=self.services)
         self.addCleanup(self._report_and_stop)
         self.world.start()
         self.daemon = None

@@ -46,16 +46,18 @@ class World:
 
     board:  files of commands that build it; the default board else
     policy: folders of bus policy; none lets root do everything on the bus
+    services: files of bus policy of further services
     env:    variables of the boot environment beside those of the board"""
 
-    def __init__(self, board=(), policy=None, env=None):
+    def __init__(self, board=(), policy=None, env=None, services=()):
         self.directory = tempfile.mkdtemp(prefix="perimond-")
         self.settings = os.path.join(self.directory, "tarvel", "TarvelPerimond")
         self.plugins = os.path.join(self.directory, "plugins")
         self._options = []
         for path in board:
             self._options += ["--board", path]
-        for path in [POLICY] if policy is None and POLICY else policy or []:
+        policies = [POLICY] if policy is None and POLICY else policy or []
+        for path in [*policies, *services]:
             self._options += ["--policy", path]
         for name, value in (env or {}).items():
             self._options += ["--env", f"{name}={value}"]
