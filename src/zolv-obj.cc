@@ -147,15 +147,16 @@ ZOLV_DEFINE_CLASS(ZolvObj, zolv_obj, ZOLV_GDBUS_TYPE_OBJECT_SKELETON)
     klass->export_obj = export_obj;
     klass->unexport_obj = unexport_obj;
 
+    /* While an object is constructed, its class knows its id already. */
     g_object_class_install_property(
         object_class, PROP_NAME,
         g_param_spec_string("zolv-obj-name", "Name", "The name of the object", nullptr,
-                            G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
+                            G_PARAM_READWRITE | G_PARAM_CONSTRUCT | G_PARAM_STATIC_STRINGS));
     g_object_class_install_property(
         object_class, PROP_PERIPHERAL_TYPE,
         g_param_spec_string("zolv-obj-peripheral-type", "Peripheral Type",
                             "The peripheral type of the object", nullptr,
-                            G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
+                            G_PARAM_READWRITE | G_PARAM_CONSTRUCT | G_PARAM_STATIC_STRINGS));
 }
 
 ZolvObj *

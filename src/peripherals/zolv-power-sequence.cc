@@ -31,7 +31,7 @@ class Run {
                 finish_first_.reset();
             if (!applies(step))
                 continue;
-            if (step.kind == PowerStep::Kind::drive && !finish_first_)
+            if (changes_hardware(step) && !finish_first_)
                 finish_first_.emplace();
             if (!take(step, &step_error) && !goes_on_after(step, &step_error)) {
                 g_propagate_error(error, g_steal_pointer(&step_error));
@@ -42,6 +42,12 @@ class Run {
     }
 
   private:
+    /* A command may be the first step of a module's end. */
+    static bool changes_hardware(const PowerStep &step)
+    {
+        return step.kind == PowerStep::Kind::drive || step.kind == PowerStep::Kind::command;
+    }
+
     std::size_t last_drive() const
     {
         std::size_t last = 0;
