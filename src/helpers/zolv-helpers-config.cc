@@ -84,19 +84,20 @@ start_anew(const GError *error)
     return KeyFilePtr(g_key_file_new());
 }
 
-std::string
-text_of(GKeyFile *file)
+/* As the file has it; null where it is not there. */
+zolv::CharPtr
+raw_value(GKeyFile *file, const char *group, const char *key)
 {
-    gsize length = 0;
-    const zolv::CharPtr text(g_key_file_to_data(file, &length, nullptr));
-
-    return {text.get(), length};
+    return zolv::CharPtr(g_key_file_get_value(file, group, key, nullptr));
 }
 
 void
-save_settings(std::string_view text)
+save_settings(GKeyFile *file)
 {
     g_autoptr(GError) error = nullptr;
+    gsize length = 0;
+    const zolv::CharPtr data(g_key_file_to_data(file, &length, nullptr));
+    const std::string_view text(data.get(), length);
 
     /* Where it cannot be made, the save says so. */
     g_mkdir_with_parents(settings_directory, 0755);
@@ -107,7 +108,7 @@ save_settings(std::string_view text)
 /* A setting that is there already wears out no flash. */
 template <typename Change>
 void
-set_setting(Change change)
+set_setting(const char *group, const char *key, Change change)
 {
     g_autoptr(GError) error = nullptr;
     KeyFilePtr file = load_settings(&error);
@@ -115,11 +116,11 @@ set_setting(Change change)
 
     if (!loaded)
         file = start_anew(error);
-    const std::string before = text_of(file.get());
+    const zolv::CharPtr before = raw_value(file.get(), group, key);
     change(file.get());
-    const std::string after = text_of(file.get());
-    if (!loaded || before != after)
-        save_settings(after);
+    const zolv::CharPtr after = raw_value(file.get(), group, key);
+    if (!loaded || g_strcmp0(before.get(), after.get()) != 0)
+        save_settings(file.get());
 }
 
 } // namespace
@@ -135,7 +136,7 @@ zolv_helper_config_get_guint(const gchar *group, const gchar *key, guint *value)
 void
 zolv_helper_config_set_guint(const gchar *group, const gchar *key, guint value)
 {
-    set_setting([=](GKeyFile *file) {
+    set_setting(group, key, [=](GKeyFile *file) {
         g_key_file_set_integer(file, group, key, static_cast<gint>(value));
     });
 }
@@ -151,7 +152,8 @@ zolv_helper_config_get_gboolean(const gchar *group, const gchar *key, gboolean *
 void
 zolv_helper_config_set_gboolean(const gchar *group, const gchar *key, gboolean value)
 {
-    set_setting([=](GKeyFile *file) { g_key_file_set_boolean(file, group, key, value); });
+    set_setting(group, key,
+                [=](GKeyFile *file) { g_key_file_set_boolean(file, group, key, value); });
 }
 
 gboolean
@@ -169,5 +171,6 @@ zolv_helper_config_get_string(const gchar *group, const gchar *key, gchar *dest,
 void
 zolv_helper_config_set_string(const gchar *group, const gchar *key, const gchar *value)
 {
-    set_setting([=](GKeyFile *file) { g_key_file_set_string(file, group, key, value); });
+    set_setting(group, key,
+                [=](GKeyFile *file) { g_key_file_set_string(file, group, key, value); });
 }
