@@ -11,6 +11,7 @@
 #include "helpers/zolv-helpers-store.h"
 #include "helpers/zolv-helpers-ubootenv.h"
 #include "manager/zolv-device-events.h"
+#include "manager/zolv-lnv-client.h"
 #include "manager/zolv-model-plugin.h"
 #include "manager/zolv-model-table.h"
 #include "manager/zolv-mount-table.h"
@@ -81,6 +82,7 @@ struct _ZolvBaseManagerPrivate {
     ServiceMap<ZolvSignalLedService> signal_led_services;
     ServiceMap<ZolvSimLedService> sim_led_services;
     zolv::ObjectPtr<ZolvPartitionLedService> partition_led_service;
+    zolv::ObjectPtr<ZolvLnvClient> lnv_client; /* holds the manager, too */
 };
 
 static bool
@@ -131,6 +133,7 @@ zolv_base_manager_initable_init(GInitable *initable, GCancellable *, GError **er
         return FALSE;
     g_dbus_object_manager_server_set_connection(priv->object_manager.get(), priv->connection.get());
     zolv::set_system_bus(priv->connection.get());
+    priv->lnv_client.reset(zolv_lnv_client_new(priv->connection.get(), self));
     return TRUE;
 }
 
@@ -248,6 +251,7 @@ zolv_base_manager_start(ZolvBaseManager *self)
     });
     _tvl_log(TVL_LOG_INFO, "[Udev] Start device scanning");
     priv->device_events.scan();
+    zolv_lnv_client_start(priv->lnv_client.get());
     priv->mount_table.watch([self] { mount_table_changed(self); });
     _tvl_log(TVL_LOG_INFO, "[Manager] TarvelPerimond Started");
 }
@@ -273,6 +277,7 @@ zolv_base_manager_shutdown(ZolvBaseManager *self)
     priv->partition_led_service.reset();
     priv->mount_table.close();
     priv->device_events.close();
+    priv->lnv_client.reset();
     priv->object_manager.reset();
     zolv::set_system_bus(nullptr);
     priv->connection.reset();

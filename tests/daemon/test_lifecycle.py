@@ -21,6 +21,7 @@ SIGNAL = "<info>  [Manager] Caught signal, Start to shutdown process"
 
 class LifeTest(ProbeTest):
     log_level = "INFO"
+    background = ()
     init = ("led ONE sim:green:ready", "gpio TWO 4 0",
             "signal wwan0 2 LED/ONE LED/TWO - - -", "sim wwan0 0", "ptn 0")
 
@@ -38,6 +39,7 @@ class LifeTest(ProbeTest):
              "<info>  [LED/TWO] Exported at '/com/tarvel/Perimond/LED/TWO'",
              "<info>  [Udev] Start listening",
              "<info>  [Udev] Start device scanning",
+             "<info>  [LNV Client] Started",
              "<info>  [Manager] TarvelPerimond Started",
              SIGNAL,
              *SHUTDOWN,
@@ -55,7 +57,7 @@ class LifeTest(ProbeTest):
         scanned = [number for number, line in enumerate(lines) if "[Probe] add" in line]
         self.assertEqual(scanned, list(range(
             lines.index("<info>  [Udev] Start device scanning") + 1,
-            lines.index("<info>  [Manager] TarvelPerimond Started"))))
+            lines.index("<info>  [LNV Client] Started"))))
         self.assertGreater(len(scanned), 5)
 
     def test_the_objects_leave_the_bus_before_the_name_does(self):
@@ -100,6 +102,7 @@ class LifeTest(ProbeTest):
 
 class SecondInstanceTest(ProbeTest):
     log_level = "INFO"
+    background = ()
     init = ("led ONE sim:green:ready",)
 
     def test_it_gives_up_the_name_shuts_its_plugin_down_and_leaves_the_first_alone(self):

@@ -52,6 +52,7 @@ class BootTest(BoardTest):
                   "<info>  [LED/SYS] Exported at '/com/tarvel/Perimond/LED/SYS'",
                   "<info>  [Udev] Start listening",
                   "<info>  [Udev] Start device scanning",
+                  "<info>  [LNV Client] Started",
                   STARTED]
         places = [text.find(line) for line in wanted]
         self.assertNotIn(-1, places)

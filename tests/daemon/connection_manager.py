@@ -1,0 +1,98 @@
+"""A connection manager for the board's bus: objects with properties that change."""
+
+import threading
+
+from gi.repository import Gio, GLib
+
+NAME = "com.tarvel.Linkvane"
+ROOT = "/com/tarvel/Linkvane"
+INTERFACE = f"{NAME}.Interface"
+OBJECTS = "org.freedesktop.DBus.ObjectManager"
+NEVER = object()
+
+_ALLOW_REPLACEMENT, _REPLACE = 1, 2
+_PRIMARY_OWNER = 1
+
+_DESCRIPTION = Gio.DBusNodeInfo.new_for_xml(f"""<node><interface name='{OBJECTS}'>
+<method name='GetManagedObjects'><arg direction='out' type='a{{oa{{sa{{sv}}}}}}'/></method>
+</interface></node>""")
+
+
+def path_of(name):
+    """wwan0 to its object; a path is itself."""
+    return name if name.startswith("/") else f"{ROOT}/Interface/{name}"
+
+
+class ConnectionManager:
+    """Answers in a thread of its own from start() to stop().
+
+    names:  the network interfaces, or paths, that it lists
+    answer: None for the list, the text of an error, or NEVER
+    asked:  how often the list was asked for"""
+
+    def __init__(self, bus, *names, answer=None):
+        self.names = list(names)
+        self.answer = answer
+        self.asked = 0
+        self._connect = bus
+
+    def start(self, replace=False):
+        """Leads the name, in the place of another one if asked to."""
+        ready = threading.Event()
+        self._context = GLib.MainContext()
+        self._loop = GLib.MainLoop(self._context)
+        self._flags = _ALLOW_REPLACEMENT | (_REPLACE if replace else 0)
+        self._thread = threading.Thread(target=self._run, args=(ready, self._loop), daemon=True)
+        self._thread.start()
+        ready.wait()
+        return self
+
+    def stop(self):
+        """Leaves the bus, whatever has not been answered."""
+        if not self._loop:
+            return
+        loop, self._loop = self._loop, None
+        source = GLib.Idle()
+        source.set_callback(lambda *_: loop.quit())
+        source.attach(self._context)
+        self._thread.join()
+
+    def change(self, name, properties, invalidated=(), interface=INTERFACE):
+        """Tells of changed properties, {name: GLib.Variant}."""
+        self._emit(path_of(name), "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                   GLib.Variant("(sa{sv}as)", (interface, properties, invalidated)))
+
+    def add(self, name):
+        self._emit(ROOT, OBJECTS, "InterfacesAdded",
+                   GLib.Variant("(oa{sa{sv}})", (path_of(name), {INTERFACE: {}})))
+
+    def remove(self, name):
+        self._emit(ROOT, OBJECTS, "InterfacesRemoved",
+                   GLib.Variant("(oas)", (path_of(name), [INTERFACE])))
+
+    def _emit(self, path, interface, member, arguments):
+        self._bus.emit_signal(None, path, interface, member, arguments)
+        self._bus.flush_sync(None)
+
+    def _run(self, ready, loop):
+        self._context.push_thread_default()
+        self._bus = self._connect()
+        self._bus.register_object(ROOT, _DESCRIPTION.interfaces[0], self._list, None, None)
+        reply = self._bus.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+            GLib.Variant("(su)", (NAME, self._flags)), None, Gio.DBusCallFlags.NONE, -1, None)
+        assert reply.unpack() == (_PRIMARY_OWNER,), reply
+        ready.set()
+        loop.run()
+        self._bus.close_sync(None)
+        self._context.pop_thread_default()
+
+    def _list(self, _bus, _sender, _path, _interface, _method, _arguments, call):
+        self.asked += 1
+        if self.answer is NEVER:
+            return
+        if self.answer:
+            call.return_dbus_error(f"{NAME}.Error", self.answer)
+            return
+        objects = {path_of(name): {INTERFACE: {}} for name in self.names}
+        call.return_value(GLib.Variant("(a{oa{sa{sv}}})", (objects,)))
