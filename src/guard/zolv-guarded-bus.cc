@@ -1,6 +1,7 @@
 #include "guard/zolv-guarded-bus.h"
 
 #include "core/zolv-raii.h"
+#include "guard/zolv-guard-objects.h"
 #include "guard/zolv-guard-streams.h"
 
 #include <string>
@@ -63,9 +64,12 @@ connect_to_bus(GError **error)
         return nullptr;
     const zolv::ObjectPtr<GIOStream> stream(
         zolv::guarded_stream_new(G_SOCKET_CONNECTION(bus.get())));
-    return g_dbus_connection_new_sync(stream.get(), nullptr,
-                                      G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION, nullptr,
-                                      nullptr, error);
+    GDBusConnection *connection = g_dbus_connection_new_sync(
+        stream.get(), nullptr, G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION, nullptr, nullptr,
+        error);
+    if (connection != nullptr)
+        zolv::guard_object_managers(connection);
+    return connection;
 }
 
 void

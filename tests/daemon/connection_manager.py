@@ -27,7 +27,7 @@ class ConnectionManager:
     """Answers in a thread of its own from start() to stop().
 
     names:  the network interfaces, or paths, that it lists
-    answer: None for the list, the text of an error, or NEVER
+    answer: None for the list, the text of an error, the arguments of another answer, or NEVER
     asked:  how often the list was asked for"""
 
     def __init__(self, bus, *names, answer=None):
@@ -59,18 +59,21 @@ class ConnectionManager:
 
     def change(self, name, properties, invalidated=(), interface=INTERFACE):
         """Tells of changed properties, {name: GLib.Variant}."""
-        self._emit(path_of(name), "org.freedesktop.DBus.Properties", "PropertiesChanged",
+        self.emit(path_of(name), "org.freedesktop.DBus.Properties", "PropertiesChanged",
                    GLib.Variant("(sa{sv}as)", (interface, properties, invalidated)))
 
     def add(self, name):
-        self._emit(ROOT, OBJECTS, "InterfacesAdded",
-                   GLib.Variant("(oa{sa{sv}})", (path_of(name), {INTERFACE: {}})))
+        self.announce("InterfacesAdded",
+                      GLib.Variant("(oa{sa{sv}})", (path_of(name), {INTERFACE: {}})))
 
     def remove(self, name):
-        self._emit(ROOT, OBJECTS, "InterfacesRemoved",
-                   GLib.Variant("(oas)", (path_of(name), [INTERFACE])))
+        self.announce("InterfacesRemoved", GLib.Variant("(oas)", (path_of(name), [INTERFACE])))
 
-    def _emit(self, path, interface, member, arguments):
+    def announce(self, member, arguments):
+        """Tells of objects, in whatever way."""
+        self.emit(ROOT, OBJECTS, member, arguments)
+
+    def emit(self, path, interface, member, arguments):
         self._bus.emit_signal(None, path, interface, member, arguments)
         self._bus.flush_sync(None)
 
@@ -87,9 +90,14 @@ class ConnectionManager:
         self._bus.close_sync(None)
         self._context.pop_thread_default()
 
-    def _list(self, _bus, _sender, _path, _interface, _method, _arguments, call):
+    def _list(self, bus, _sender, _path, _interface, _method, _arguments, call):
         self.asked += 1
         if self.answer is NEVER:
+            return
+        if isinstance(self.answer, GLib.Variant):
+            reply = Gio.DBusMessage.new_method_reply(call.get_message())
+            reply.set_body(self.answer)
+            bus.send_message(reply, Gio.DBusSendMessageFlags.NONE)
             return
         if self.answer:
             call.return_dbus_error(f"{NAME}.Error", self.answer)

@@ -292,7 +292,7 @@ class PollingTest(EthernetTest):
 
     def test_waiting_threads_do_not_hold_up_the_end(self):
         self.define(*[self.POLL] * 5)
-        self.assertEqual(self.poll_threads(), 5)
+        wait_until(lambda: self.poll_threads() == 5, "the threads have their name")
         self.let_go()
         begin = time.monotonic()
         self.stop_daemon()

@@ -131,6 +131,18 @@ class LifeTest(ClientTest):
         between = lines[lines.index(failed) + 1:lines.index(CONNECTED)]
         self.assertEqual(set(between), {TRY, failed})
 
+    def test_a_list_of_another_type_is_an_error(self):
+        failed = (f"<warn>  {CLIENT} Connect failed: GDBus.Error:"
+                  "org.freedesktop.DBus.Error.InvalidSignature: The list of objects is none")
+        service = self.service(*self.listed, answer=GLib.Variant("(s)", ("wwan0",))).start()
+        self.wait_for_log(failed)
+        service.answer = GLib.Variant("(a{oa{ss}})", ({path_of("wwan0"): {}},))
+        self.wait_for_log(failed, count=3)
+        service.answer = None
+        self.wait_for_log(CONNECTED)
+        self.seen(service, ("wwan0", {"SimActivated": u(2)}))
+        self.assertEqual(self.states(*SIMS), [0, 1])
+
     def test_a_service_that_does_not_answer_holds_up_neither_calls_nor_the_end(self):
         service = self.service(answer=NEVER).start()
         wait_until(lambda: service.asked, "the service is asked")
@@ -225,6 +237,17 @@ class ChangeTest(ConnectedTest):
         self.assertEqual(self.seen(self.manager, ("wwan0", {"SimActivated": u(2)})),
                          [changed("wwan0")])
         self.assertEqual(self.states(*SIMS), [0, 1])
+
+    def test_announcements_of_another_type_do_no_harm(self):
+        path = path_of("wwan0")
+        for arguments in (None, GLib.Variant("(s)", (path,)), GLib.Variant("(o)", (path,)),
+                          GLib.Variant("(oa{ss})", (path, {})), GLib.Variant("(oau)", (path, [1]))):
+            for member in ("InterfacesAdded", "InterfacesRemoved"):
+                self.manager.announce(member, arguments)
+            self.manager.emit(path, "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                               arguments)
+        self.assertEqual(self.seen(self.manager, ("wwan0", {"SimActivated": u(1)})),
+                         [changed("wwan0")])
 
     def test_nobody_else_can_tell_of_changes(self):
         self.bus.emit_signal(None, path_of("wwan0"), "org.freedesktop.DBus.Properties",

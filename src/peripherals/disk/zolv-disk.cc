@@ -177,6 +177,8 @@ publish_partitions(ZolvDiskPrivate *priv)
     std::vector<std::string> fit;
     std::vector<const char *> files;
 
+    fit.reserve(priv->partitions.size());
+    files.reserve(priv->partitions.size() + 1);
     for (const KnownPartition &partition : priv->partitions)
         fit.push_back(fit_text(partition.file));
     for (const std::string &file : fit)
