@@ -38,6 +38,19 @@ OTHERS = ("[Udev]", "[Probe]", " end-", "[Config]", "[Common]", "[LUKS]", "mount
           "[PartitionLedService]", "[Manager]", "Object created", "[CONFIG/LUKS]")
 
 
+_SANITIZER = os.environ.get("ASAN_OPTIONS", "")
+# Of the daemon.
+ENVIRONMENT = {"LD_PRELOAD": os.path.join(STANDINS, "standin-storage.so"),
+               "ASAN_OPTIONS": f"{_SANITIZER}:verify_asan_link_order=0"}
+
+
+def set_up(where, line=COMMAND_LINE):
+    """Puts the stand-ins on a board, before the daemon starts."""
+    where.do("preset", "/dev/mapper/control", "")
+    where.run("sh", "-euc", SETUP, "sh", os.path.join(STANDINS, "standin-cryptsetup.so"),
+              os.path.abspath(world.BOARD), line)
+
+
 class StorageTest(ProbeTest):
     """A slot USB of type 1, empty."""
 
@@ -48,13 +61,8 @@ class StorageTest(ProbeTest):
 
     def prepare(self):
         super().prepare()
-        sanitizer = os.environ.get("ASAN_OPTIONS", "")
-        self.environment = {**self.environment, **self.storage_environment,
-                            "LD_PRELOAD": os.path.join(STANDINS, "standin-storage.so"),
-                            "ASAN_OPTIONS": f"{sanitizer}:verify_asan_link_order=0"}
-        self.world.do("preset", "/dev/mapper/control", "")
-        self.sh(SETUP, os.path.join(STANDINS, "standin-cryptsetup.so"),
-                os.path.abspath(world.BOARD), self.command_line)
+        self.environment = {**self.environment, **self.storage_environment, **ENVIRONMENT}
+        set_up(self.world, self.command_line)
         self._first_mounts = self.mounts()
 
     def sh(self, script, *arguments, **options):
