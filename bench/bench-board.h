@@ -21,6 +21,9 @@
 #define BENCH_BUTTONS 8
 #define BENCH_BUTTON_SCRIPT "bench.script"
 
+/* With this one it has a disk with so many partitions, "/dev/bench00" and so on. */
+#define BENCH_PARTITIONS_VARIABLE "BENCH_PARTITIONS"
+
 /* The event that ends a burst, and the folder where each listener then leaves its count. */
 #define BENCH_LAST_EVENT "bench-last"
 #define BENCH_FOLDER "/run/bench"

@@ -1,6 +1,7 @@
 /* Model plugin of the bench: a computer with a hundred LEDs, and a count of device events. */
 #include "../bench-board.h"
 
+#include <stdlib.h>
 #include <tarvelperimond.h>
 
 static void
@@ -21,6 +22,25 @@ create_inputs(ZolvBaseManager *manager)
 
         zolv_button_define_default_script(button, BENCH_BUTTON_SCRIPT, "default");
         zolv_button_define_device(button, device);
+    }
+}
+
+static void
+create_partitions(ZolvBaseManager *manager, int count)
+{
+    ZolvDisk *disk =
+        ZOLV_DISK(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_DISK, "BENCH"));
+
+    zolv_disk_define_disk_type(disk, 1);
+    for (int i = 0; i < count; i++) {
+        g_autofree char *name = g_strdup_printf("P%02d", i);
+        g_autofree char *device = g_strdup_printf("/dev/bench%02d", i);
+        ZolvPartition *partition =
+            ZOLV_PARTITION(zolv_base_manager_create_new_object(manager, ZOLV_TYPE_PARTITION, name));
+
+        zolv_partition_bind_disk(partition, disk);
+        zolv_partition_define_device(partition, device);
+        zolv_partition_initialize(partition, device);
     }
 }
 
@@ -45,6 +65,8 @@ platform_init(ZolvBaseManager *manager)
     }
     if (g_getenv(BENCH_INPUTS_VARIABLE) != NULL)
         create_inputs(manager);
+    if (g_getenv(BENCH_PARTITIONS_VARIABLE) != NULL)
+        create_partitions(manager, atoi(g_getenv(BENCH_PARTITIONS_VARIABLE)));
 }
 
 void
