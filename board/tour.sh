@@ -21,13 +21,16 @@ fail() {
     exit 1
 }
 
+patience='' # an option of busctl for calls that take long
+
 # call OBJECT METHOD [SIGNATURE ARGUMENT...]: a call on a peripheral object, as anybody would type it.
 call() {
     local interface=$root_path/$1
     interface=${bus_name}.Obj.${1%%/*}
     show "\$ busctl call $bus_name $root_path/$1 $interface ${*:2}"
     local answer
-    answer=$(tour_run busctl call "$bus_name" "$root_path/$1" "$interface" "${@:2}" 2>&1) ||
+    answer=$(tour_run busctl ${patience:+"$patience"} call "$bus_name" "$root_path/$1" "$interface" \
+        "${@:2}" 2>&1) ||
         fail "$answer"
     [ -z "$answer" ] || show "  $answer"
 }

@@ -2,6 +2,7 @@
 
 import concurrent.futures
 import configparser
+import os
 import random
 import re
 import unittest
@@ -14,7 +15,7 @@ from perimond.world import wait_until
 SETTINGS = "TarvelPerimond/peripheral-settings.conf"
 # A name of capitals, digits, or digits behind capitals could be a person's.
 LEFT = r"peripheral-settings\.conf(\nperipheral-settings\.conf\.[A-Z]*[0-9]*)*"
-CUTS = 50
+CUTS = int(os.environ.get("PERIMOND_TEST_CUTS", "20"))
 # What else is stored. The file is larger than a page and than a block of the disk.
 OTHERS = {f"DIO/D{n}": {"Event": str(n % 4), "HookName": "x" * 80} for n in range(60)}
 
@@ -86,7 +87,7 @@ class PowerCutTest(unittest.TestCase):
                    "the half written files go", 20)
         return [*counts, int(count)], stored
 
-    def test_the_settings_are_whole_after_each_of_fifty_power_cuts(self):
+    def test_the_settings_are_whole_after_each_power_cut(self):
         with concurrent.futures.ThreadPoolExecutor() as pool:
             for counts, stored in pool.map(self.run_cuts, BOARDS_TO_CUT):
                 for before, told, after in zip(counts, stored, counts[1:]):

@@ -11,9 +11,10 @@ from introspection import interfaces
 from journal import message
 from perimond.world import scaled
 
-OBJECTS = ["Button/RESET", "Button/USER", "Buzzer/ALARM", "Buzzer/TONE", "Console/CONSOLE1",
-           "DIO/DI1", "DIO/DI2", "DIO/DIO1", "DIO/DO1", "DIO/DO2", "LED/ALARM", "LED/RADIO",
-           "LED/SYS", "LED/USER"]
+OBJECTS = ["Button/RESET", "Button/USER", "Buzzer/ALARM", "Buzzer/TONE", "CAN/CAN1", "CAN/CAN2",
+           "Console/CONSOLE1", "DIO/DI1", "DIO/DI2", "DIO/DIO1", "DIO/DO1", "DIO/DO2",
+           "Disk/FLASH", "Ethernet/LAN1", "LED/ALARM", "LED/RADIO", "LED/STICK", "LED/SYS",
+           "LED/USER", "SerialPort/P1", "SerialPort/P2", "SerialPort/P3", "SerialPort/P4"]
 
 # Warnings and errors in the journal of a board that has just booted, each with its cause
 EXPLAINED = {
@@ -23,6 +24,10 @@ EXPLAINED = {
     r"kernel: clocksource: timekeeping watchdog on CPU\d+: .*":
         "the emulation was held up by the host",
     r"kernel: sched: RT throttling activated": "the emulation was held up by the host",
+    r"kernel: device-mapper: core: CONFIG_IMA_DISABLE_HTABLE is disabled\. .*":
+        "dm-mod tells how the kernel was configured",
+    r"tarvelperimond: <warn>  \[Disk\] Fail to match regex info /proc/cmdline with .*":
+        "the board's root file system is in memory",
     r"tarvelperimond: <warn>  \[Config\] Failed to load config file: No such file or directory":
         "the first start: nothing is stored yet",
     r"tarvelperimond: <warn>  \[Config\] Failed to read property from config file: Key file does "

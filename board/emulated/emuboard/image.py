@@ -29,6 +29,9 @@ MASKED_UNITS = """
     systemd-machine-id-commit.service systemd-firstboot.service e2scrub_reap.service
     """.split()
 
+# The board's own programs, each of one source file
+PROGRAMS = ("agent", "serial")
+
 DROPPED_RULES = ["*camera*", "*v4l*", "*sound*", "*drm*", "*joystick*", "*alsa*", "*infiniband*"]
 
 ENVIRONMENT = {"modelname": "PERIMOND-EMU", "serialnumber": "EMU0000001", "console_enable": "1"}
@@ -39,7 +42,10 @@ DISK_SIZE = 64 << 20
 BOARD_REGISTERS = {
     # Bank 0: what pulls up the active-low LED, the keys and the I2C lines
     0x0008: 1 << 3 | 1 << 8 | 1 << 9 | 1 << 20 | 1 << 21,
-    0x9098: 0x8,  # UART: transmitter empty
+    # UARTs: transmitter empty
+    0x9098: 0x8,
+    0xA098: 0x8,
+    0xB098: 0x8,
 }
 
 
@@ -95,7 +101,7 @@ class Image:
         kernel, headers = packages.fetch_kernel()
         stamp = Stamp(self.cpio, [file.name for file in [*files, kernel, *headers]],
                       HERE / "image/root", HERE / "image/modules", HERE / "modules",
-                      HERE / "agent.c", pathlib.Path(__file__))
+                      *[HERE / f"{name}.c" for name in PROGRAMS], pathlib.Path(__file__))
         if not stamp.fits():
             say("board: making the image")
             unpack(files, self.root)
@@ -164,8 +170,9 @@ class Image:
         for pattern in DROPPED_RULES:
             for rule in (root / "usr/lib/udev/rules.d").glob(pattern):
                 rule.unlink()
-        run([cross("gcc"), "-O2", "-Wall", "-Wextra", "-s", "-o", root / "usr/libexec/board-agent",
-             HERE / "agent.c"])
+        for name in PROGRAMS:
+            run([cross("gcc"), "-O2", "-Wall", "-Wextra", "-s", "-o",
+                 root / f"usr/libexec/board-{name}", HERE / f"{name}.c"])
 
     def _device_trees(self):
         """QEMU's own device tree with the board's peripherals laid over it."""

@@ -183,6 +183,10 @@ class Board:
                    # What the board has flushed survives QEMU's end: the host need not flush, too.
                    "-drive", "if=none,id=disk,format=raw,cache=unsafe,file=disk.img",
                    "-device", "virtio-blk-pci,drive=disk",
+                   "-netdev", "hubport,id=lan,hubid=0",
+                   "-device", "virtio-net-pci,netdev=lan,romfile=",
+                   "-object", "can-bus,id=can", "-device", "kvaser_pci,canbus=can",
+                   "-device", "kvaser_pci,canbus=can",
                    "-device", "qemu-xhci,id=usb,p2=12,p3=12"]
         return [str(word) for word in command]
 

@@ -1,6 +1,7 @@
 """The commands that act on a board while it runs. What the simulated board can do as well is
 the same word there."""
 
+import json
 import re
 import shlex
 import time
@@ -128,6 +129,33 @@ def pwm(board, chip, channel):
     return f"{period} {duty} {polarity} {'on' if enabled == '1' else 'off'}\n"
 
 
+def serial(board, node):
+    """What the driver of a serial node keeps, as far as it keeps it."""
+    return board.call(f"/usr/libexec/board-serial {shlex.quote('/dev/' + node)}") + "\n"
+
+
+CAN_STATES = "error-active", "stopped"
+
+
+def can(board, name, *settings):
+    device = shlex.quote(name)
+    if not settings:
+        link = json.loads(board.call(f"ip -details -json link show {device}"))[0]
+        data = link["linkinfo"]["info_data"]
+        bitrate = data.get("bittiming", {}).get("bitrate", 0)
+        return f"state={data['state'].lower()} bitrate={bitrate}\n"
+    wanted = dict(word.split("=", 1) for word in settings if "=" in word)
+    if len(wanted) != len(settings) or wanted.keys() - {"state", "bitrate"} or \
+            wanted.get("state", "stopped") not in CAN_STATES:
+        raise BoardError(f"what can be set is state={' or '.join(CAN_STATES)}, bitrate=NUMBER")
+    if "bitrate" in wanted:
+        board.call(f"ip link set {device} down && "
+                   f"ip link set {device} type can bitrate {number(wanted['bitrate'])}")
+    if "state" in wanted:
+        board.call(f"ip link set {device} {'down' if wanted['state'] == 'stopped' else 'up'}")
+    return ""
+
+
 # word: (function, arguments, help)
 VERBS = {
     "turn": (turn, "LINE LEVEL", "drives an input line to a physical level, 0 or 1"),
@@ -148,6 +176,10 @@ VERBS = {
     "env": (env, "[NAME [VALUE]]", "prints the boot environment or a variable of it, or sets one"),
     "unenv": (unenv, "NAME", "removes a variable of the boot environment"),
     "led": (led, "[NAME]", "prints an LED's trigger and brightness, or those of all"),
+    "serial": (serial, "NODE", "prints what the driver of a serial node keeps"),
+    "can": (can, "NAME [state=STATE] [bitrate=NUMBER]",
+            "prints what the kernel tells of a CAN controller; sets it: STATE is "
+            f"{' or '.join(CAN_STATES)}"),
     "pwm": (pwm, "CHIP CHANNEL", "prints period, duty cycle (ns), polarity and on or off"),
 }
 
