@@ -145,10 +145,13 @@ class Image:
         run(["systemd-sysusers", f"--root={root}"])
         for name in "shadow", "gshadow":
             (root / "etc" / name).chmod(0o600)  # whoever is not root could not pack them else
-        # GLib looks for the bus below /var/run: with a folder there it would find none.
-        shutil.rmtree(root / "var/run", ignore_errors=True)
-        (root / "var/run").unlink(missing_ok=True)
-        (root / "var/run").symlink_to("/run")
+        # GLib looks for the bus below /var/run, libubootenv for its lock below /var/lock: with folders
+        # there one would find none, the other one that nobody keeps for root.
+        for name, target in ("run", "/run"), ("lock", "/run/lock"):
+            place = root / "var" / name
+            shutil.rmtree(place, ignore_errors=True)
+            place.unlink(missing_ok=True)
+            place.symlink_to(target)
         (root / "usr/bin/awk").unlink(missing_ok=True)
         (root / "usr/bin/awk").symlink_to("mawk")
         (root / "init").symlink_to("usr/lib/systemd/systemd")
