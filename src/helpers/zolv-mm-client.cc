@@ -49,8 +49,8 @@ Library::get(GError **error)
     return loaded ? &table : nullptr;
 }
 
-/* Where the signals for the objects of one call go: they are of no use, and those of a thread without
- * a context would go to the main loop, which may run at the same time. */
+/* Where the signals for the objects of one call go: they are of no use, and those of a thread
+ * without a context would go to the main loop, which may run at the same time. */
 class PrivateContext {
   public:
     PrivateContext() { g_main_context_push_thread_default(context_.get()); }
@@ -171,14 +171,14 @@ zolv_mm_client_exec_at_cmd(const char *device_path, const char *command, guint t
     MMModem *modem = client.find(device_path, error);
     if (modem == nullptr)
         return FALSE;
-    const zolv::CharPtr reply(client.library().mm_modem_command_sync(modem, command, timeout_s,
-                                                                     nullptr, &reason));
+    const zolv::CharPtr reply(
+        client.library().mm_modem_command_sync(modem, command, timeout_s, nullptr, &reason));
     if (!reply) {
         if (is_refusal(reason))
-            _tvl_log(TVL_LOG_WARN, "[MMClient] ModemManager does not allow AT commands: it must run "
-                                   "with --debug, or be built to allow them always");
-        return zolv::fail(error, ZOLV_CORE_ERROR_FAILED,
-                          "[MMClient] Failed to execute AT command");
+            _tvl_log(TVL_LOG_WARN,
+                     "[MMClient] ModemManager does not allow AT commands: it must run "
+                     "with --debug, or be built to allow them always");
+        return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, "[MMClient] Failed to execute AT command");
     }
     std::string result = zolv::fit_text(reply.get());
     zolv::cut_text(result);

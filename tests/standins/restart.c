@@ -1,7 +1,7 @@
 /*
- * Preloaded into the daemon: what it brings to the disk and the restart of the computer are noted in
- * /run/calls/record, in their order. The restart ends the daemon, as it would; where there is a file
- * /run/calls/no-reboot it is refused.
+ * Preloaded into the daemon: what it brings to the disk and the restart of the computer are noted
+ * in /run/calls/record, in their order. The restart ends the daemon, as it would; where there is a
+ * file /run/calls/no-reboot it is refused.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
