@@ -2,13 +2,14 @@
  * The bench's lean client: sd-bus stays in the calling thread, so that what is measured is the
  * service and the bus. Prints plain numbers; bench/run makes sense of them.
  *
- *   client call METHOD OBJECT ROUNDS BLOCK NAME...   one line a block: round, place, nanoseconds
- *   client depth METHOD OBJECT ROUNDS BLOCK NAME...  the same with 16 calls under way; calls a
- * second client start NAME OBJECT BLINKING COMMAND...     microseconds to name and ready, processor
- * time to ready, microseconds from SIGTERM to the end client burst COUNT device events, as udev
- * passes them on
+ * call METHOD OBJECT ROUNDS BLOCK NAME...: one line a block: round, place, nanoseconds
+ * depth METHOD OBJECT ROUNDS BLOCK NAME...: the same with 16 calls under way; calls a second
+ * start NAME OBJECT BLINKING COMMAND...: microseconds to name and ready, processor time to ready,
+ *     microseconds from SIGTERM to the end
+ * burst COUNT: device events, as udev passes them on
+ * plug COUNT NAME NODE: nanoseconds from an adapter's event to its object, one a line
  *
- * METHOD is get-state, set-state, get-property or get-managed.
+ * METHOD is one of the words of the table below.
  */
 #include <arpa/inet.h>
 #include <errno.h>
@@ -63,28 +64,46 @@ connect_bus(void)
     return bus;
 }
 
+#define INTERFACES "com.tarvel.Perimond.Obj."
+static const char properties[] = "org.freedesktop.DBus.Properties";
+static const char object_manager[] = "org.freedesktop.DBus.ObjectManager";
+
+/* METHOD; what takes a number takes the first and the second in turn. */
+static const struct Method {
+    const char *word;
+    const char *interface;
+    const char *member;
+    unsigned first;
+    unsigned second;
+} methods[] = {
+    {"get-state", INTERFACES "LED", "GetState", 0, 0},
+    {"set-state", INTERFACES "LED", "SetState", 0, 1},
+    {"get-property", properties, "Get", 0, 0},
+    {"get-managed", object_manager, "GetManagedObjects", 0, 0},
+    {"get-interface", INTERFACES "SerialPort", "GetInterface", 0, 0},
+    {"set-interface", INTERFACES "SerialPort", "SetInterface", 1, 1},
+    {"set-port-terminator", INTERFACES "SerialPort", "SetTerminator", 2, 2},
+    {"set-can-terminator", INTERFACES "CAN", "SetTerminator", 2, 2},
+};
+
 static sd_bus_message *
 new_call(sd_bus *bus, const char *method, const char *name, const char *object, unsigned serial)
 {
     sd_bus_message *call = NULL;
-    const char *member = "GetState";
-    const char *interface = "com.tarvel.Perimond.Obj.LED";
+    const struct Method *found = methods;
 
-    if (strcmp(method, "set-state") == 0) {
-        member = "SetState";
-    } else if (strcmp(method, "get-property") == 0) {
-        member = "Get";
-        interface = "org.freedesktop.DBus.Properties";
-    } else if (strcmp(method, "get-managed") == 0) {
-        member = "GetManagedObjects";
-        interface = "org.freedesktop.DBus.ObjectManager";
-        object = MANAGER_PATH;
-    }
-    check(sd_bus_message_new_method_call(bus, &call, name, object, interface, member), "message");
-    if (strcmp(method, "set-state") == 0)
-        check(sd_bus_message_append(call, "u", serial % 2), "append");
-    else if (strcmp(method, "get-property") == 0)
-        check(sd_bus_message_append(call, "ss", "com.tarvel.Perimond.Obj.LED", "Alias"), "append");
+    while (strcmp(found->word, method) != 0)
+        if (++found == methods + sizeof methods / sizeof *methods)
+            check(-EINVAL, method);
+    check(sd_bus_message_new_method_call(bus, &call, name,
+                                         found->interface == object_manager ? MANAGER_PATH : object,
+                                         found->interface, found->member),
+          "message");
+    if (found->interface == properties)
+        check(sd_bus_message_append(call, "ss", INTERFACES "LED", "Alias"), "append");
+    else if (found->first != found->second || found->first != 0)
+        check(sd_bus_message_append(call, "u", serial % 2 == 0 ? found->first : found->second),
+              "append");
     return call;
 }
 
@@ -357,7 +376,7 @@ hash_of(const char *text)
 }
 
 static void
-send_event(int fd, const char *action, const char *device, unsigned number)
+send_event(int fd, const char *action, const char *device, const char *node, unsigned number)
 {
     struct {
         char prefix[8];
@@ -374,11 +393,11 @@ send_event(int fd, const char *action, const char *device, unsigned number)
     struct msghdr message = {
         .msg_name = &listeners, .msg_namelen = sizeof listeners, .msg_iov = &part, .msg_iovlen = 1};
 
-    const int length =
-        snprintf(event.properties, sizeof event.properties,
-                 "ACTION=%s%cDEVPATH=/devices/bench/%s%cSUBSYSTEM=tty%cDEVNAME=/dev/%s%c"
-                 "SEQNUM=%u%cMAJOR=4%cMINOR=64%cUSEC_INITIALIZED=1%c",
-                 action, 0, device, 0, 0, device, 0, number + 1, 0, 0, 0, 0);
+    const int length = snprintf(event.properties, sizeof event.properties,
+                                "ACTION=%s%cDEVPATH=/devices/bench/%s%cSUBSYSTEM=tty%cDEVNAME=%s%c"
+                                "SEQNUM=%u%cMAJOR=4%cMINOR=64%cUSEC_INITIALIZED=1%c"
+                                "ID_MODEL=Serivo_1%cDEVLINKS=/dev/bench-port0%c",
+                                action, 0, device, 0, 0, node, 0, number + 1, 0, 0, 0, 0, 0, 0);
     event.properties_length = (uint32_t)length;
     part.iov_len = event.header_size + (size_t)length;
     check(sendmsg(fd, &message, 0) < 0 ? -errno : 0, "event");
@@ -392,8 +411,45 @@ send_burst(char **argv)
 
     check(fd < 0 ? -errno : 0, "socket");
     for (unsigned i = 0; i < count; i++)
-        send_event(fd, "change", "tty000", i);
-    send_event(fd, "remove", "bench-last", count);
+        send_event(fd, "change", "tty000", "/dev/tty000", i);
+    send_event(fd, "remove", "bench-last", "/dev/bench-last", count);
+    close(fd);
+}
+
+static void
+wait_for_time(sd_bus *bus, uint64_t *heard)
+{
+    for (*heard = 0; *heard == 0;) {
+        const int work = sd_bus_process(bus, NULL);
+
+        check(work, "process");
+        if (work == 0 && *heard == 0)
+            check(sd_bus_wait(bus, TIMEOUT_US), "wait");
+    }
+}
+
+static void
+plug_adapter(char **argv)
+{
+    const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
+    const unsigned count = (unsigned)atoi(argv[0]);
+    sd_bus *bus = connect_bus();
+    uint64_t heard = 0;
+
+    check(fd < 0 ? -errno : 0, "socket");
+    check(sd_bus_match_signal(bus, NULL, argv[1], MANAGER_PATH, object_manager, NULL, note_time,
+                              &heard),
+          "match");
+    for (unsigned i = 0; i < count; i++) {
+        const uint64_t told = now_ns(CLOCK_MONOTONIC);
+
+        send_event(fd, "add", "bench-adapter", argv[2], 2 * i);
+        wait_for_time(bus, &heard);
+        printf("%" PRIu64 "\n", heard - told);
+        send_event(fd, "remove", "bench-adapter", argv[2], 2 * i + 1);
+        wait_for_time(bus, &heard);
+    }
+    sd_bus_unref(bus);
     close(fd);
 }
 
@@ -407,6 +463,7 @@ main(int argc, char **argv)
     } commands[] = {
         {"call", 5, measure_calls}, {"depth", 5, measure_depth}, {"start", 4, measure_start},
         {"edge", 6, measure_edges}, {"press", 3, press_button},  {"burst", 1, send_burst},
+        {"plug", 3, plug_adapter},
     };
 
     for (size_t i = 0; argc > 1 && i < sizeof commands / sizeof *commands; i++)

@@ -8,6 +8,8 @@
  * connection is the daemon's.
  */
 #include "bench-board.h"
+#include "bench-ports.h"
+#include "floor-ports.h"
 #include "zolv-gdbus-object.h"
 #include "zolv-gdbus.h"
 
@@ -15,8 +17,6 @@
 #include <glib-unix.h>
 #include <stdio.h>
 #include <string.h>
-
-#define MANAGER_PATH "/com/tarvel/Perimond"
 
 static const char *const subsystems[] = {"usb",   "usbmisc", "tty",      "net",
                                          "block", "input",   "mdio_bus", NULL};
@@ -32,8 +32,8 @@ static ZolvGdbusComTarvelPerimond *manager;
 static GDBusObjectManagerServer *objects;
 static GUdevClient *client;
 
-static void
-read_file(const char *path, char *text, gsize size)
+void
+floor_read_file(const char *path, char *text, gsize size)
 {
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     gssize length = read(fd, text, size - 1);
@@ -42,8 +42,8 @@ read_file(const char *path, char *text, gsize size)
     close(fd);
 }
 
-static void
-write_file(const char *path, const char *text)
+void
+floor_write_file(const char *path, const char *text)
 {
     int fd = open(path, O_WRONLY | O_CLOEXEC);
     G_GNUC_UNUSED gssize written = write(fd, text, strlen(text));
@@ -59,14 +59,14 @@ led_get(ZolvGdbusObjLED *led, GDBusMethodInvocation *invocation, gpointer label)
 
     if (!one_file) {
         snprintf(path, sizeof path, "/sys/class/leds/%s/trigger", (const char *)label);
-        read_file(path, text, sizeof text);
+        floor_read_file(path, text, sizeof text);
         if (strstr(text, "[none]") == NULL) {
             zolv_gdbus_obj_led_complete_get_state(led, invocation, 2);
             return TRUE;
         }
     }
     snprintf(path, sizeof path, "/sys/class/leds/%s/brightness", (const char *)label);
-    read_file(path, text, 2);
+    floor_read_file(path, text, 2);
     zolv_gdbus_obj_led_complete_get_state(led, invocation, text[0] == '1');
     return TRUE;
 }
@@ -78,10 +78,10 @@ led_set(ZolvGdbusObjLED *led, GDBusMethodInvocation *invocation, guint state, gp
 
     if (!one_file) {
         snprintf(path, sizeof path, "/sys/class/leds/%s/trigger", (const char *)label);
-        write_file(path, "none");
+        floor_write_file(path, "none");
     }
     snprintf(path, sizeof path, "/sys/class/leds/%s/brightness", (const char *)label);
-    write_file(path, state == 1 ? "1" : "0");
+    floor_write_file(path, state == 1 ? "1" : "0");
     zolv_gdbus_obj_led_complete_set_state(led, invocation);
     return TRUE;
 }
@@ -100,24 +100,30 @@ gpio_get(ZolvGdbusObjLED *led, GDBusMethodInvocation *invocation, gpointer line)
 
     line_path(path, sizeof path, line, "value");
     if (one_file || access(path, F_OK) == 0)
-        read_file(path, text, sizeof text);
+        floor_read_file(path, text, sizeof text);
     zolv_gdbus_obj_led_complete_get_state(led, invocation, text[0] == '1');
     return TRUE;
+}
+
+void
+floor_write_line(int line, const char *level)
+{
+    char path[128];
+    char text[4];
+
+    line_path(path, sizeof path, GINT_TO_POINTER(line), "value");
+    if (!one_file && access(path, F_OK) == 0) {
+        line_path(path, sizeof path, GINT_TO_POINTER(line), "direction");
+        floor_read_file(path, text, sizeof text);
+        line_path(path, sizeof path, GINT_TO_POINTER(line), "value");
+    }
+    floor_write_file(path, level);
 }
 
 static gboolean
 gpio_set(ZolvGdbusObjLED *led, GDBusMethodInvocation *invocation, guint state, gpointer line)
 {
-    char path[128];
-    char text[4];
-
-    line_path(path, sizeof path, line, "value");
-    if (!one_file && access(path, F_OK) == 0) {
-        line_path(path, sizeof path, line, "direction");
-        read_file(path, text, sizeof text);
-        line_path(path, sizeof path, line, "value");
-    }
-    write_file(path, state == 1 ? "1" : "0");
+    floor_write_line(GPOINTER_TO_INT(line), state == 1 ? "1" : "0");
     zolv_gdbus_obj_led_complete_set_state(led, invocation);
     return TRUE;
 }
@@ -159,7 +165,10 @@ uevent(GUdevClient *udev, const char *action, GUdevDevice *device, gpointer data
 {
     (void)udev;
     (void)data;
-    bench_count_event(action, device);
+    if (g_strcmp0(g_udev_device_get_name(device), BENCH_ADAPTER) == 0)
+        floor_adapter_event(objects, action, device);
+    else
+        bench_count_event(action, device);
 }
 
 static void
@@ -168,9 +177,11 @@ name_acquired(GDBusConnection *connection, const char *name, gpointer data)
     (void)connection;
     (void)name;
     (void)data;
-    for (int i = 0; i < BENCH_CLASS_LEDS; i++) {
+    if (bench_has_ports())
+        floor_export_ports(objects);
+    for (int i = 0; i < bench_n_class_leds(); i++) {
         g_autofree char *led = g_strdup_printf("L%03d", i);
-        char *label = g_strdup_printf("bench:%03d", i);
+        char *label = g_strdup_printf("bench:%03d", i % BENCH_CLASS_LEDS);
 
         export_led(led, label, G_CALLBACK(led_get), G_CALLBACK(led_set), label);
     }
@@ -180,9 +191,9 @@ name_acquired(GDBusConnection *connection, const char *name, gpointer data)
         char text[4];
 
         line_path(path, sizeof path, GINT_TO_POINTER(i), "active_low");
-        write_file(path, "0");
+        floor_write_file(path, "0");
         line_path(path, sizeof path, GINT_TO_POINTER(i), "direction");
-        read_file(path, text, sizeof text);
+        floor_read_file(path, text, sizeof text);
         export_led(led, NULL, G_CALLBACK(gpio_get), G_CALLBACK(gpio_set), GINT_TO_POINTER(i));
     }
     g_signal_connect(client, "uevent", G_CALLBACK(uevent), NULL);
