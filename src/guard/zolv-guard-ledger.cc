@@ -58,7 +58,8 @@ zolv::GuardLedger::strike(std::string_view sender, std::uint32_t serial)
     share.bytes -= call->length;
     share.calls.erase(call);
     end_turn(share);
-    if (share.calls.empty() && senders_.size() > idle_at_most)
+    if (share.calls.empty() &&
+        (senders_.size() > idle_at_most || share.calls.capacity() > usual_calls))
         senders_.erase(known);
     return wanted;
 }

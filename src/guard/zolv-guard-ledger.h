@@ -18,8 +18,10 @@ class GuardLedger {
     static constexpr std::size_t calls_at_most = 64;
     static constexpr std::size_t bytes_at_most = 256U << 10U;
     /* So many senders are remembered that have none waiting: a sender calls more than once, and
-     * its entry is dear to make. */
+     * its entry is dear to make. One that had more than the usual number waiting is not: the room
+     * for them would stay with it. */
     static constexpr std::size_t idle_at_most = 32;
+    static constexpr std::size_t usual_calls = 8;
 
     /* GDBus has so many calls of a sender at a time, and the answers that it makes for them. The
      * others wait here, so that a call of another sender has no more than these before it. */

@@ -307,6 +307,18 @@ TEST(Ledger, ForgetsSendersWhoseCallsAreAllAnswered)
     EXPECT_EQ(ledger.n_senders(), GuardLedger::idle_at_most);
 }
 
+TEST(Ledger, KeepsNoRoomForTheManyCallsOfASender)
+{
+    GuardLedger ledger;
+    for (std::uint32_t serial = 1; serial <= GuardLedger::usual_calls + 1; serial++)
+        ledger.enter(":1.1", serial, 1, true);
+    for (std::uint32_t serial = 1; serial <= GuardLedger::usual_calls; serial++)
+        ledger.strike(":1.1", serial);
+    EXPECT_EQ(ledger.n_senders(), 1U);
+    ledger.strike(":1.1", GuardLedger::usual_calls + 1);
+    EXPECT_EQ(ledger.n_senders(), 0U);
+}
+
 // -- the judgement
 
 Verdict
