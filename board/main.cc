@@ -282,6 +282,7 @@ Server::build_board()
     add_can(world_);
     add_boot_environment(world_);
     add_settings(world_);
+    add_uinput(world_);
     add_waits(world_);
     for (const std::string &file : options_.boards)
         world_.read_board(file);

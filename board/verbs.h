@@ -62,6 +62,7 @@ void add_serial(World &);
 void add_can(World &);
 void add_boot_environment(World &);
 void add_settings(World &);
+void add_uinput(World &);
 void add_waits(World &);
 
 } // namespace board

@@ -83,7 +83,7 @@ class Run {
         return line.drive(step.level, error);
     }
 
-    bool expect(const PowerStep &step, GError **error) const
+    bool expect(const PowerStep &step, GError **error)
     {
         guint level = 0;
 
@@ -92,6 +92,7 @@ class Run {
         if (level == step.level)
             return true;
         zolv_obj_log(hardware_.owner, TVL_LOG_ERROR, "%s", step.text);
+        wrong_level_ = true;
         return zolv::fail(error, ZOLV_CORE_ERROR_FAILED, step.text);
     }
 
@@ -144,7 +145,7 @@ class Run {
         return true;
     }
 
-    /* What the failure of a step does. Of a wrong level the line stands in the log already. */
+    /* What the failure of a step does. */
     bool goes_on_after(const PowerStep &step, GError **error)
     {
         /* Else the power would be cut under a modem that runs. */
@@ -156,9 +157,7 @@ class Run {
             zolv_obj_log_failed_step(hardware_.owner, zolv::fit_text((*error)->message).c_str());
             return true;
         }
-        const bool told = step.kind == PowerStep::Kind::expect &&
-                          g_error_matches(*error, ZOLV_CORE_ERROR, ZOLV_CORE_ERROR_FAILED);
-        if (step.log_level != 0 && !told)
+        if (step.log_level != 0 && !wrong_level_)
             zolv_obj_log(hardware_.owner, step.log_level, "%s", step.complaint);
         if (step.failure == PowerStep::Failure::skips_commands)
             has_modem_ = false;
@@ -170,6 +169,7 @@ class Run {
     const zolv::PowerHardware &hardware_;
     bool goes_on_always_;
     std::optional<bool> has_modem_;
+    bool wrong_level_ = false; /* of which the log has been told */
     std::optional<zolv::FinishFirst> finish_first_;
 };
 

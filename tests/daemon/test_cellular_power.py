@@ -27,7 +27,6 @@ class ModuleTest(SocketTest):
     model = "fn990"
     pins = "1 2 3 4 5"
     path = PATH
-    speed = 10
 
     @property
     def init(self):

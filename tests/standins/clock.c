@@ -1,7 +1,8 @@
 /*
- * Preloaded into the daemon: time runs faster, as often as BOARD_SPEED says. The steady clock and
- * the waits go together; each wait of a program's own, not one for descriptors, is first told to
- * /dev/waits of the board, in milliseconds of the program's time.
+ * Preloaded into the daemon: its own waits, not those for descriptors, are BOARD_SPEED times as
+ * short. Each is first told to /dev/waits of the board, in milliseconds of the program's time. With
+ * BOARD_CLOCK the steady clock and the waits for descriptors go along, and with them every time
+ * limit of the bus.
  *
  * It answers two requests of /dev/uinput as well: they bring a number where others bring an
  * address, so that no file of the board can see them. They are told to /dev/uinput-bits.
@@ -25,6 +26,7 @@
 #define NEXT(function) ((__typeof__(&function))next(#function))
 
 static long long speed = 1;
+static long long clock_speed = 1;
 static long long base;             /* of the steady clock, the same in both times */
 static __thread long long now_was; /* what this thread was last told: deadlines come from it */
 
@@ -71,6 +73,8 @@ begin(void)
     unsetenv("LD_PRELOAD");
     base = real_now();
     speed = atoll(word);
+    if (getenv("BOARD_CLOCK") != NULL)
+        clock_speed = speed;
 }
 
 static int
@@ -107,18 +111,18 @@ clock_gettime(clockid_t clock, struct timespec *time)
     if (real == NULL)
         real = NEXT(clock_gettime);
     int result = real(clock, time);
-    if (result == 0 && clock == CLOCK_MONOTONIC && speed != 1) {
-        now_was = base + (ns(time) - base) * speed;
+    if (result == 0 && clock == CLOCK_MONOTONIC) {
+        now_was = base + (ns(time) - base) * clock_speed;
         *time = ts(now_was);
     }
     return result;
 }
 
-/* In real time. */
+/* In real time: the deadline was made of the time that the thread has last asked for. */
 static struct timespec
 real_deadline(const struct timespec *deadline)
 {
-    return ts(base + (ns(deadline) - base) / speed);
+    return ts(real_now() + (ns(deadline) - now_was) / speed);
 }
 
 int
@@ -157,7 +161,7 @@ sem_clockwait(sem_t *semaphore, clockid_t clock, const struct timespec *deadline
 int
 ppoll(struct pollfd *files, nfds_t count, const struct timespec *time, const sigset_t *mask)
 {
-    struct timespec real = ts(time != NULL ? ns(time) / speed : 0);
+    struct timespec real = ts(time != NULL ? ns(time) / clock_speed : 0);
 
     return NEXT(ppoll)(files, count, time != NULL ? &real : NULL, mask);
 }

@@ -87,6 +87,25 @@ ZOLV_API gboolean zolv_socket_set_sim_slot(ZolvSocket *self, guint slot, GError 
  */
 ZOLV_API gboolean zolv_socket_get_sim_slot(ZolvSocket *self, guint *slot, GError **error);
 
+/**
+ * zolv_socket_device_add:
+ * @manager: makes the object of a module
+ * @device: a device that has appeared on the bus of the socket, or below one there
+ *
+ * A module that is known by its identifiers, on USB, PCIe or SDIO, becomes an object of its own
+ * with the name that the plugin has defined for its kind; one that was there before is the same
+ * object again. Devices below it are handed to it. A Telit module that has come up in its
+ * protection mode is brought out of it, which holds the main loop for 5 s.
+ *
+ * Returns: whether the device is a module or belongs to one
+ */
+ZOLV_API gboolean zolv_socket_device_add(ZolvSocket *self, ZolvBaseManager *manager,
+                                         GUdevDevice *device);
+
+/** zolv_socket_device_remove: @device, which has gone, is told to the modules that it was or
+ * belonged to. They stay objects. */
+ZOLV_API void zolv_socket_device_remove(ZolvSocket *self, GUdevDevice *device);
+
 /** zolv_socket_get_number_of_sim_slots: Returns: the bus property NumberOfSimSlots */
 ZOLV_API guint zolv_socket_get_number_of_sim_slots(ZolvSocket *self);
 
