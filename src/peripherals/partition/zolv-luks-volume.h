@@ -20,6 +20,7 @@ class LuksVolume {
     LuksVolume(ZolvObj *owner, const DeviceNode &device) : owner_(owner), device_(device) {}
     LuksVolume(const LuksVolume &) = delete;
     LuksVolume &operator=(const LuksVolume &) = delete;
+    ~LuksVolume() = default;
 
     /* The device-mapper name under which it is opened. */
     void define_mapper_name(std::string name);
