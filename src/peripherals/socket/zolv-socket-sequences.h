@@ -32,9 +32,12 @@ inline constexpr std::array fast_end = {
     drive(PowerLine::power, 0).or_complain("Failed to set Power Pin"),
 };
 
-template <int seconds>
-inline constexpr std::array fast_off = std::array{
-    wait_modem(std::chrono::seconds(seconds)).or_refuse(modem_not_reached),
+inline constexpr std::array fast_off_after_50_s = std::array{
+    wait_modem(std::chrono::seconds(50)).or_refuse(modem_not_reached),
+} + without_complaints(fast_end);
+
+inline constexpr std::array fast_off_after_30_s = std::array{
+    wait_modem(std::chrono::seconds(30)).or_refuse(modem_not_reached),
 } + without_complaints(fast_end);
 
 inline constexpr std::array fast_recover = {

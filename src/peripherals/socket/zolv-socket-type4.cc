@@ -40,7 +40,8 @@ static gboolean
 socket_type4_set_power(ZolvSocket *socket, gboolean on, GError **error)
 {
     return zolv::switch_power(on != FALSE, ZOLV_SOCKET_TYPE4(socket)->priv->lines[Line::power],
-                              {.on = power_on, .off = zolv::fast_off<50>}, hardware(socket), error);
+                              {.on = power_on, .off = zolv::fast_off_after_50_s}, hardware(socket),
+                              error);
 }
 
 static gboolean

@@ -46,7 +46,8 @@ socket_type5_set_power(ZolvSocket *socket, gboolean on, GError **error)
     if (ZOLV_SOCKET_TYPE5(socket)->priv->locked)
         return zolv::refuse_power(error);
     return zolv::switch_power(on != FALSE, power_status(socket),
-                              {.on = power_on, .off = zolv::fast_off<30>}, hardware(socket), error);
+                              {.on = power_on, .off = zolv::fast_off_after_30_s}, hardware(socket),
+                              error);
 }
 
 static gboolean
