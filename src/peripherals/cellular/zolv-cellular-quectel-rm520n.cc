@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 using namespace zolv;
 
 /* clang-format off */
-constexpr std::array on = {
+constexpr std::array power_on = {
     drive(PowerLine::wdisable, 0),
     wait(500ms),
     drive(PowerLine::power, 1),
@@ -18,7 +18,7 @@ constexpr std::array on = {
     drive(PowerLine::power_off, 0),
 };
 
-constexpr std::array off = {
+constexpr std::array power_off = {
     wait_modem(50s).or_skip_commands(TVL_LOG_ERROR, "The connection to Modem Manager has not been established yet"),
     command("AT+CFUN=0", 10s).or_go_on(TVL_LOG_ERROR, "Failed to shutdown by AT Command"),
     wait(100ms),
@@ -34,7 +34,7 @@ constexpr std::array off = {
 
 struct _ZolvCellularQuectelRM520NPrivate {
     explicit _ZolvCellularQuectelRM520NPrivate(ZolvCellularQuectelRM520N *self)
-        : power(ZOLV_CELLULAR(self), {.on = on, .off = off})
+        : power(ZOLV_CELLULAR(self), {.on = power_on, .off = power_off})
     {
     }
 

@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 using namespace zolv;
 
 /* clang-format off */
-constexpr std::array on = {
+constexpr std::array power_on = {
     drive(PowerLine::wdisable, 0),
     wait(500ms),
     drive(PowerLine::power, 1),
@@ -19,7 +19,7 @@ constexpr std::array on = {
 };
 
 /* The modem's end is brought about by the line; that it is waited for lets a start end first. */
-constexpr std::array off = {
+constexpr std::array power_off = {
     wait_modem(50s).or_go_on(TVL_LOG_ERROR, "The connection to Modem Manager has not been established yet"),
     drive(PowerLine::power_off, 1),
     wait_alive(0, 10s).or_go_on(TVL_LOG_DEBUG, "Failed to monitor power"),
@@ -31,7 +31,7 @@ constexpr std::array off = {
 
 struct _ZolvCellularTelitFN990Private {
     explicit _ZolvCellularTelitFN990Private(ZolvCellularTelitFN990 *self)
-        : power(ZOLV_CELLULAR(self), {.on = on, .off = off})
+        : power(ZOLV_CELLULAR(self), {.on = power_on, .off = power_off})
     {
     }
 

@@ -223,6 +223,7 @@ publish_devices(ZolvSocket *self)
 
     for (const auto &[path, module] : self->priv->devices)
         ids.insert(zolv_obj_get_id(module));
+    texts.reserve(ids.size() + 1);
     for (const std::string &id : ids)
         texts.push_back(id.c_str());
     texts.push_back(nullptr);
