@@ -12,7 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using zolv::fail;
 using zolv::fit_text;
 
 namespace {
