@@ -106,7 +106,7 @@ class HotPlugTest(DevicesTest):
 
 
 class BurstTest(DevicesTest):
-    COUNT = 1500
+    COUNT = 900
 
     def test_a_burst_of_events_loses_none_and_keeps_each_devices_order(self):
         self.board.call("mkdir -p /run/systemd/journald.conf.d && printf '[Journal]\\n"

@@ -15,7 +15,7 @@ from perimond.world import wait_until
 SETTINGS = "TarvelPerimond/peripheral-settings.conf"
 # A name of capitals, digits, or digits behind capitals could be a person's.
 LEFT = r"peripheral-settings\.conf(\nperipheral-settings\.conf\.[A-Z]*[0-9]*)*"
-CUTS = int(os.environ.get("PERIMOND_TEST_CUTS", "20"))
+CUTS = int(os.environ.get("PERIMOND_TEST_CUTS", "10"))
 # What else is stored. The file is larger than a page and than a block of the disk.
 OTHERS = {f"DIO/D{n}": {"Event": str(n % 4), "HookName": "x" * 80} for n in range(60)}
 
