@@ -395,6 +395,10 @@ class EventTest(DioTest):
 
 
 class WatcherTest(DioTest):
+    def setUp(self):
+        super().setUp()
+        self.wait_for_readings(16)  # the level that a watcher begins with is no change
+
     def test_each_change_is_announced_whatever_the_event(self):
         recorder = self.recorder("DIO/DI1", "StateChanged")
         for event in range(4):
