@@ -11,6 +11,9 @@
 
 namespace zolv {
 
+inline constexpr char modem_not_reached[] =
+    "The connection to Modem Manager has not been established yet";
+
 /* What the GPIO lines of a radio module's wiring do, whichever wiring it is. */
 enum class PowerLine : unsigned char {
     power,        /* high is on */

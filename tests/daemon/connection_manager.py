@@ -1,7 +1,6 @@
 """A connection manager for the board's bus: objects with properties that change."""
 
-import threading
-
+from bus_service import BusService
 from gi.repository import Gio, GLib
 
 NAME = "com.tarvel.Linkvane"
@@ -23,7 +22,7 @@ def path_of(name):
     return name if name.startswith("/") else f"{ROOT}/Interface/{name}"
 
 
-class ConnectionManager:
+class ConnectionManager(BusService):
     """Answers in a thread of its own from start() to stop().
 
     names:  the network interfaces, or paths, that it lists
@@ -34,28 +33,12 @@ class ConnectionManager:
         self.names = list(names)
         self.answer = answer
         self.asked = 0
-        self._connect = bus
+        super().__init__(bus)
 
     def start(self, replace=False):
         """Leads the name, in the place of another one if asked to."""
-        ready = threading.Event()
-        self._context = GLib.MainContext()
-        self._loop = GLib.MainLoop(self._context)
         self._flags = _ALLOW_REPLACEMENT | (_REPLACE if replace else 0)
-        self._thread = threading.Thread(target=self._run, args=(ready, self._loop), daemon=True)
-        self._thread.start()
-        ready.wait()
-        return self
-
-    def stop(self):
-        """Leaves the bus, whatever has not been answered."""
-        if not self._loop:
-            return
-        loop, self._loop = self._loop, None
-        source = GLib.Idle()
-        source.set_callback(lambda *_: loop.quit())
-        source.attach(self._context)
-        self._thread.join()
+        return super().start()
 
     def change(self, name, properties, invalidated=(), interface=INTERFACE):
         """Tells of changed properties, {name: GLib.Variant}."""
@@ -77,18 +60,12 @@ class ConnectionManager:
         self._bus.emit_signal(None, path, interface, member, arguments)
         self._bus.flush_sync(None)
 
-    def _run(self, ready, loop):
-        self._context.push_thread_default()
-        self._bus = self._connect()
+    def serve(self):
         self._bus.register_object(ROOT, _DESCRIPTION.interfaces[0], self._list, None, None)
         reply = self._bus.call_sync(
             "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
             GLib.Variant("(su)", (NAME, self._flags)), None, Gio.DBusCallFlags.NONE, -1, None)
         assert reply.unpack() == (_PRIMARY_OWNER,), reply
-        ready.set()
-        loop.run()
-        self._bus.close_sync(None)
-        self._context.pop_thread_default()
 
     def _list(self, bus, _sender, _path, _interface, _method, _arguments, call):
         self.asked += 1

@@ -1,7 +1,6 @@
 """A ModemManager for the board's bus: what libmm-glib asks of it, and nothing else."""
 
-import threading
-
+from bus_service import BusService
 from gi.repository import Gio, GLib
 
 NAME = "org.freedesktop.ModemManager1"
@@ -23,7 +22,7 @@ _DESCRIPTION = Gio.DBusNodeInfo.new_for_xml(f"""<node>
 </interface></node>""")
 
 
-class ModemManager:
+class ModemManager(BusService):
     """Runs in a thread of its own from start() to stop().
 
     modems:   for each modem a pair of its device and its power state, None leaves a property out
@@ -38,30 +37,9 @@ class ModemManager:
         self.listings = 0
         self.listing = lambda: None
         self.arrived = lambda command: None
-        self._connect = bus
+        super().__init__(bus)
 
-    def start(self):
-        ready = threading.Event()
-        self._context = GLib.MainContext()
-        self._loop = GLib.MainLoop(self._context)
-        self._thread = threading.Thread(target=self._run, args=(ready,), daemon=True)
-        self._thread.start()
-        ready.wait()
-        return self
-
-    def stop(self):
-        """Leaves the bus, whatever has not been answered."""
-        if not self._loop:
-            return
-        loop, self._loop = self._loop, None
-        source = GLib.Idle()
-        source.set_callback(lambda *_: loop.quit())
-        source.attach(self._context)
-        self._thread.join()
-
-    def _run(self, ready):
-        self._context.push_thread_default()
-        self._bus = self._connect()
+    def serve(self):
         objects, modem = _DESCRIPTION.interfaces
         self._bus.register_object(ROOT, objects, self._list, None, None)
         for number in range(len(self.modems)):
@@ -69,11 +47,6 @@ class ModemManager:
         self._bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                             "RequestName", GLib.Variant("(su)", (NAME, 0)), None,
                             Gio.DBusCallFlags.NONE, -1, None)
-        ready.set()
-        self._loop_of_thread = self._loop
-        self._loop_of_thread.run()
-        self._bus.close_sync(None)
-        self._context.pop_thread_default()
 
     def _list(self, _bus, _sender, _path, _interface, _method, _arguments, call):
         self.listings += 1

@@ -19,7 +19,7 @@ constexpr std::array power_on = {
 };
 
 constexpr std::array power_off = {
-    wait_modem(50s).or_skip_commands(TVL_LOG_ERROR, "The connection to Modem Manager has not been established yet"),
+    wait_modem(50s).or_skip_commands(TVL_LOG_ERROR, modem_not_reached),
     command("AT+CFUN=0", 10s).or_go_on(TVL_LOG_ERROR, "Failed to shutdown by AT Command"),
     wait(100ms),
     drive(PowerLine::wdisable, 1),

@@ -20,7 +20,7 @@ constexpr std::array power_on = {
 
 /* The modem's end is brought about by the line; that it is waited for lets a start end first. */
 constexpr std::array power_off = {
-    wait_modem(50s).or_go_on(TVL_LOG_ERROR, "The connection to Modem Manager has not been established yet"),
+    wait_modem(50s).or_go_on(TVL_LOG_ERROR, modem_not_reached),
     drive(PowerLine::power_off, 1),
     wait_alive(0, 10s).or_go_on(TVL_LOG_DEBUG, "Failed to monitor power"),
     drive(PowerLine::power, 0),

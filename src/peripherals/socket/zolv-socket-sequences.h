@@ -8,9 +8,6 @@ namespace zolv {
  * The sequences that several wirings share. Those of one wiring stand in its file.
  */
 
-inline constexpr char modem_not_reached[] =
-    "The connection to Modem Manager has not been established yet";
-
 /* The same steps, whose failures are told by the caller alone. */
 template <std::size_t n>
 consteval std::array<PowerStep, n>
